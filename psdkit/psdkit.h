@@ -1,0 +1,18 @@
+#ifndef PSDKIT_PSDKIT_H
+#define PSDKIT_PSDKIT_H
+
+// Every public header of psdkit.
+
+#include "psdkit/core/PSDBaseSection.h"
+#include "psdkit/core/PSDColorMode.h"
+#include "psdkit/core/PSDFile.h"
+#include "psdkit/core/PSDHeader.h"
+#include "psdkit/core/PSDImageData.h"
+#include "psdkit/core/PSDUtil.h"
+#include "psdkit/core/PhotoshopFile.h"
+#include "psdkit/layers/PSDLayers.h"
+#include "psdkit/resources/PSDGenericResourceBlock.h"
+#include "psdkit/resources/PSDImageRes.h"
+#include "psdkit/resources/PSDResourceBlock.h"
+
+#endif

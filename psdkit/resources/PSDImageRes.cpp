@@ -1,0 +1,84 @@
+#include "psdkit/resources/PSDImageRes.h"
+
+#include "psdkit/core/PSDBoundedReader.h"
+#include "psdkit/core/PSDUtil.h"
+#include "psdkit/resources/PSDGenericResourceBlock.h"
+
+namespace psdkit {
+
+PSDImageRes::PSDImageRes() : NumResourceBlocks(0) {}
+
+PSDImageRes::~PSDImageRes() {
+    for (PSDResourceBlock* block : ResourceBlocks) delete block;
+}
+
+void PSDImageRes::SetStreams(std::ifstream* input, std::ofstream* output) {
+    PSDBaseSection::SetStreams(input, output);
+    // No block may keep a stream that is gone.
+    for (PSDResourceBlock* block : ResourceBlocks) block->SetStreams(input, output);
+}
+
+bool PSDImageRes::ReadSection() {
+    char buffer[4];
+    InputStream->read(buffer, 4);
+    if (InputStream->gcount() != 4) {
+        SectionLength = 0;
+        return false;
+    }
+    PSDUtil::BufferToLong(buffer, &SectionLength);
+    if (SectionLength == 0) return true;
+
+    std::streampos start = InputStream->tellg();
+    unsigned long available = PSDBoundedReader::StreamRemaining(InputStream);
+
+    PSDGenericResourceBlock scratch;
+    scratch.SetStreams(InputStream, OutputStream);
+    unsigned long remainder = SectionLength;
+    while (remainder != 0) {
+        // A block that runs past the section or the file ends the loop.
+        if (!scratch.ReadResourceBlock(remainder)) break;
+        remainder -= scratch.GetResourceBlockSize();
+        PSDResourceBlock* block = PopulateResouceBlockObject(&scratch);
+        if (block != nullptr) AddResourceBlock(block);
+    }
+
+    // Continue at the end of the section as the length word gives it.
+    InputStream->clear();
+    InputStream->seekg(start + static_cast<std::streamoff>(SectionLength));
+    return SectionLength <= available;
+}
+
+bool PSDImageRes::WriteSection() {
+    SectionLength = 0;
+    for (unsigned long i = 0; i < NumResourceBlocks; ++i) SectionLength += ResourceBlocks[i]->GetResourceBlockSize();
+    char buffer[4];
+    PSDUtil::LongToBuffer(SectionLength, buffer);
+    OutputStream->write(buffer, 4);
+    if (OutputStream->rdstate() == std::ios_base::goodbit) {
+        for (unsigned long i = 0; i < NumResourceBlocks; ++i) {
+            ResourceBlocks[i]->WriteResourceBlock();
+            if (OutputStream->rdstate() != std::ios_base::goodbit) break;
+        }
+    }
+    return OutputStream->rdstate() == std::ios_base::goodbit;
+}
+
+PSDResourceBlock* PSDImageRes::CreateResouceBlockObject(unsigned short id) {
+    switch (id) {
+        default: return new PSDGenericResourceBlock();
+    }
+}
+
+PSDResourceBlock* PSDImageRes::PopulateResouceBlockObject(PSDResourceBlock* block) {
+    PSDResourceBlock* object = CreateResouceBlockObject(block->GetResourceID());
+    if (object != nullptr) PSDResourceBlock::Copy(block, object);
+    return object;
+}
+
+void PSDImageRes::AddResourceBlock(PSDResourceBlock* block) {
+    block->SetStreams(InputStream, OutputStream);
+    ResourceBlocks.push_back(block);
+    ++NumResourceBlocks;
+}
+
+}  // namespace psdkit

@@ -1,0 +1,210 @@
+#ifndef PSDKIT_RESOURCES_PSDRESOURCEBLOCK_H
+#define PSDKIT_RESOURCES_PSDRESOURCEBLOCK_H
+
+#include <fstream>
+
+#include "psdkit/core/PSDExport.h"
+
+namespace psdkit {
+
+// Abstract base of every image resource block: the frame around a payload,
+// the two sizes the section length rests on, and the raw payload.
+class PSDKIT_API PSDResourceBlock {
+public:
+    static const unsigned short RS_1000 = 1000;
+    static const unsigned short RS_1001 = 1001;
+    static const unsigned short RS_1003 = 1003;
+    static const unsigned short RS_1005 = 1005;
+    static const unsigned short RS_1006 = 1006;
+    static const unsigned short RS_1007 = 1007;
+    static const unsigned short RS_1008 = 1008;
+    static const unsigned short RS_1009 = 1009;
+    static const unsigned short RS_1010 = 1010;
+    static const unsigned short RS_1011 = 1011;
+    static const unsigned short RS_1012 = 1012;
+    static const unsigned short RS_1013 = 1013;
+    static const unsigned short RS_1014 = 1014;
+    static const unsigned short RS_1015 = 1015;
+    static const unsigned short RS_1016 = 1016;
+    static const unsigned short RS_1017 = 1017;
+    static const unsigned short RS_1018 = 1018;
+    static const unsigned short RS_1019 = 1019;
+    static const unsigned short RS_1020 = 1020;
+    static const unsigned short RS_1021 = 1021;
+    static const unsigned short RS_1022 = 1022;
+    static const unsigned short RS_1023 = 1023;
+    static const unsigned short RS_1024 = 1024;
+    static const unsigned short RS_1025 = 1025;
+    static const unsigned short RS_1026 = 1026;
+    static const unsigned short RS_1027 = 1027;
+    static const unsigned short RS_1028 = 1028;
+    static const unsigned short RS_1029 = 1029;
+    static const unsigned short RS_1030 = 1030;
+    static const unsigned short RS_1032 = 1032;
+    static const unsigned short RS_1033 = 1033;
+    static const unsigned short RS_1034 = 1034;
+    static const unsigned short RS_1035 = 1035;
+    static const unsigned short RS_1036 = 1036;
+    static const unsigned short RS_1037 = 1037;
+    static const unsigned short RS_1038 = 1038;
+    static const unsigned short RS_1039 = 1039;
+    static const unsigned short RS_1040 = 1040;
+    static const unsigned short RS_1041 = 1041;
+    static const unsigned short RS_1042 = 1042;
+    static const unsigned short RS_1043 = 1043;
+    static const unsigned short RS_1044 = 1044;
+    static const unsigned short RS_1045 = 1045;
+    static const unsigned short RS_1046 = 1046;
+    static const unsigned short RS_1047 = 1047;
+    static const unsigned short RS_1049 = 1049;
+    static const unsigned short RS_1050 = 1050;
+    static const unsigned short RS_1051 = 1051;
+    static const unsigned short RS_1052 = 1052;
+    static const unsigned short RS_1053 = 1053;
+    static const unsigned short RS_1054 = 1054;
+    static const unsigned short RS_1057 = 1057;
+    static const unsigned short RS_2000 = 2000;
+    static const unsigned short RS_2998 = 2998;
+    static const unsigned short RS_2999 = 2999;
+    static const unsigned short RS_10000 = 10000;
+
+    // Bytes of the header that WriteResourceBlockHeader writes.
+    static const unsigned long HEADER_SIZE = 12;
+
+    PSDResourceBlock();
+    virtual ~PSDResourceBlock();
+
+    // Writes a text report of the block to standard output.
+    virtual void PrintInfo() = 0;
+    // Decodes the subclass's fields from the data block in memory.
+    virtual void ReadDataBlock() = 0;
+    // Writes the whole block to the output stream.
+    virtual void WriteResourceBlock() = 0;
+
+    void SetStreams(std::ifstream* input, std::ofstream* output);
+    std::ifstream* GetInputStream() const { return InputStream; }
+    std::ofstream* GetOutputStream() const { return OutputStream; }
+
+    void SetResourceID(unsigned short id) { ResourceID = id; }
+    unsigned short GetResourceID() const { return ResourceID; }
+
+    // Sets the data block size to n and the resource block size to n + 12.
+    void SetDataBlockSize(unsigned long n);
+    unsigned long GetDataBlockSize() const { return DataBlockSize; }
+    void IncrementDataBlockSize(unsigned long n);
+    void SetResourceBlockSize(unsigned long n) { ResourceBlockSize = n; }
+    unsigned long GetResourceBlockSize() const { return ResourceBlockSize; }
+
+    char* GetDataBlock() const { return DataBlock; }
+    // Bytes held in the data block (the padded payload after a read), 0 without one.
+    unsigned long GetDataBlockCapacity() const { return DataBlockCapacity; }
+    char* AllocateDataBlock(unsigned long n);
+    void FreeDataBlock();
+
+    // The Pascal name the block was read with (empty for built blocks).
+    unsigned char GetNameLength() const { return NameLength; }
+    const char* GetName() const { return Name; }
+
+    char* GetIDAsName() const;
+
+    // Reads one whole block from the input stream. False, with nothing
+    // allocated, when the block's frame or data do not lie within `limit`
+    // bytes from the current position or within the file.
+    bool ReadResourceBlock();
+    bool ReadResourceBlock(unsigned long limit);
+
+    // "8BIM", the ID, an empty name and the data block size: 12 bytes.
+    void WriteResourceBlockHeader();
+
+    // Moves a raw block (source) into a decoded object (target), ending in the
+    // target's ReadDataBlock.
+    static void Copy(PSDResourceBlock* source, PSDResourceBlock* target);
+
+protected:
+    // True when the block holds a payload taken from a file.
+    bool HoldsReadPayload() const { return DataBlock != nullptr; }
+    // True when writing a header with an empty name and `payload` bytes behind
+    // it gives exactly the block's sizes.
+    bool SizesFitPayload(unsigned long payload) const;
+    // Writes the block as it was read: its name, its size and its padded raw
+    // payload, exactly GetResourceBlockSize() bytes (missing bytes as zeros).
+    void WriteRawResourceBlock();
+    // Writes `n` zero bytes.
+    void WriteZeros(unsigned long n);
+
+    std::ifstream* InputStream;
+    std::ofstream* OutputStream;
+    unsigned short ResourceID;
+    unsigned long DataBlockSize;
+    unsigned long ResourceBlockSize;
+    char* DataBlock;
+    unsigned long DataBlockCapacity;
+    unsigned char NameLength;
+    char Name[256];
+
+private:
+    PSDResourceBlock(const PSDResourceBlock&) = delete;
+    PSDResourceBlock& operator=(const PSDResourceBlock&) = delete;
+};
+
+PSDKIT_API extern char* RS_1000_STR;
+PSDKIT_API extern char* RS_1001_STR;
+PSDKIT_API extern char* RS_1003_STR;
+PSDKIT_API extern char* RS_1005_STR;
+PSDKIT_API extern char* RS_1006_STR;
+PSDKIT_API extern char* RS_1007_STR;
+PSDKIT_API extern char* RS_1008_STR;
+PSDKIT_API extern char* RS_1009_STR;
+PSDKIT_API extern char* RS_1010_STR;
+PSDKIT_API extern char* RS_1011_STR;
+PSDKIT_API extern char* RS_1012_STR;
+PSDKIT_API extern char* RS_1013_STR;
+PSDKIT_API extern char* RS_1014_STR;
+PSDKIT_API extern char* RS_1015_STR;
+PSDKIT_API extern char* RS_1016_STR;
+PSDKIT_API extern char* RS_1017_STR;
+PSDKIT_API extern char* RS_1018_STR;
+PSDKIT_API extern char* RS_1019_STR;
+PSDKIT_API extern char* RS_1020_STR;
+PSDKIT_API extern char* RS_1021_STR;
+PSDKIT_API extern char* RS_1022_STR;
+PSDKIT_API extern char* RS_1023_STR;
+PSDKIT_API extern char* RS_1024_STR;
+PSDKIT_API extern char* RS_1025_STR;
+PSDKIT_API extern char* RS_1026_STR;
+PSDKIT_API extern char* RS_1027_STR;
+PSDKIT_API extern char* RS_1028_STR;
+PSDKIT_API extern char* RS_1029_STR;
+PSDKIT_API extern char* RS_1030_STR;
+PSDKIT_API extern char* RS_1032_STR;
+PSDKIT_API extern char* RS_1033_STR;
+PSDKIT_API extern char* RS_1034_STR;
+PSDKIT_API extern char* RS_1035_STR;
+PSDKIT_API extern char* RS_1036_STR;
+PSDKIT_API extern char* RS_1037_STR;
+PSDKIT_API extern char* RS_1038_STR;
+PSDKIT_API extern char* RS_1039_STR;
+PSDKIT_API extern char* RS_1040_STR;
+PSDKIT_API extern char* RS_1041_STR;
+PSDKIT_API extern char* RS_1042_STR;
+PSDKIT_API extern char* RS_1043_STR;
+PSDKIT_API extern char* RS_1044_STR;
+PSDKIT_API extern char* RS_1045_STR;
+PSDKIT_API extern char* RS_1046_STR;
+PSDKIT_API extern char* RS_1047_STR;
+PSDKIT_API extern char* RS_1049_STR;
+PSDKIT_API extern char* RS_1050_STR;
+PSDKIT_API extern char* RS_1051_STR;
+PSDKIT_API extern char* RS_1052_STR;
+PSDKIT_API extern char* RS_1053_STR;
+PSDKIT_API extern char* RS_1054_STR;
+PSDKIT_API extern char* RS_1057_STR;
+PSDKIT_API extern char* RS_2000_STR;
+PSDKIT_API extern char* RS_2998_STR;
+PSDKIT_API extern char* RS_2999_STR;
+PSDKIT_API extern char* RS_10000_STR;
+PSDKIT_API extern char* RS_UNKNOWN_STR;
+
+}  // namespace psdkit
+
+#endif

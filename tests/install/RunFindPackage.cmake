@@ -1,0 +1,15 @@
+# Configures, builds and runs examples/ against an installed psdkit.
+file(REMOVE_RECURSE ${WORK})
+execute_process(COMMAND ${CMAKE_COMMAND} -S ${SOURCE} -B ${WORK}/build -DCMAKE_PREFIX_PATH=${PREFIX}
+  RESULT_VARIABLE rc)
+if(rc)
+  message(FATAL_ERROR "configuring the example against the installed package failed")
+endif()
+execute_process(COMMAND ${CMAKE_COMMAND} --build ${WORK}/build RESULT_VARIABLE rc)
+if(rc)
+  message(FATAL_ERROR "building the example failed")
+endif()
+execute_process(COMMAND ${WORK}/build/psdkit_example ${WORK}/example.psd RESULT_VARIABLE rc)
+if(rc)
+  message(FATAL_ERROR "the example program failed")
+endif()

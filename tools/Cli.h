@@ -1,0 +1,45 @@
+#ifndef PSDKIT_TOOLS_CLI_H
+#define PSDKIT_TOOLS_CLI_H
+
+// Shared pieces of the psdkit command-line tool.
+
+#include <string>
+#include <vector>
+
+#include "psdkit/psdkit.h"
+
+namespace psdkit {
+namespace cli {
+
+// Exit codes.
+const int EXIT_OK = 0;
+const int EXIT_FAILURE_RUN = 1;  // the work could not be done (bad input, failed write)
+const int EXIT_USAGE = 2;        // the command line is wrong
+
+// Prints "psdkit: <message>" on stderr as one line and returns `code`.
+int Fail(int code, const std::string& message);
+bool IsHelp(const std::string& argument);
+bool PathExists(const std::string& path);
+bool IsDirectory(const std::string& path);
+// Prints `length` bytes as hex, 16 a line, each line indented by `indent`.
+void HexDump(const char* data, unsigned long length, const std::string& indent);
+// Writes `length` bytes to `path`, refusing to replace an existing file unless
+// `force`. On failure returns false with a one-line reason in `error`; a
+// partial file is removed.
+bool WriteWholeFile(const std::string& path, const char* data, unsigned long length, bool force, std::string* error);
+
+// The image resources part of `psdkit info`: every block in file order.
+void PrintResourcesReport(PSDImageRes* resources, bool raw);
+// The layers part of `psdkit info`.
+void PrintLayersReport(PSDLayers* layers);
+
+int RunDemo(const std::vector<std::string>& args);
+int RunInfo(const std::vector<std::string>& args);
+int RunWrite(const std::vector<std::string>& args);
+int RunThumbnail(const std::vector<std::string>& args);
+int RunIcc(const std::vector<std::string>& args);
+
+}  // namespace cli
+}  // namespace psdkit
+
+#endif
