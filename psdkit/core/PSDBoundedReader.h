@@ -13,7 +13,7 @@ namespace psdkit {
 // request that does not fit fails whole and consumes nothing.
 class PSDKIT_API PSDBoundedReader {
 public:
-    static const unsigned long UNLIMITED = ~0UL;
+    static constexpr unsigned long UNLIMITED = ~0UL;
 
     // From the stream's current position, at most `limit` bytes, and never
     // past the end of the stream. A failed stream gives an empty window.

@@ -10,17 +10,17 @@ namespace psdkit {
 // The 26-byte file header and the image attributes it carries.
 class PSDKIT_API PSDHeader {
 public:
-    static const unsigned short MODE_BITMAP = 0;
-    static const unsigned short MODE_GRAYSCALE = 1;
-    static const unsigned short MODE_INDEXED = 2;
-    static const unsigned short MODE_RGB = 3;
-    static const unsigned short MODE_CMYK = 4;
-    static const unsigned short MODE_MULTICHANNEL = 7;
-    static const unsigned short MODE_DUOTONE = 8;
-    static const unsigned short MODE_LAB = 9;
-    static const unsigned short MODE_INVALID = 10;
+    static constexpr unsigned short MODE_BITMAP = 0;
+    static constexpr unsigned short MODE_GRAYSCALE = 1;
+    static constexpr unsigned short MODE_INDEXED = 2;
+    static constexpr unsigned short MODE_RGB = 3;
+    static constexpr unsigned short MODE_CMYK = 4;
+    static constexpr unsigned short MODE_MULTICHANNEL = 7;
+    static constexpr unsigned short MODE_DUOTONE = 8;
+    static constexpr unsigned short MODE_LAB = 9;
+    static constexpr unsigned short MODE_INVALID = 10;
 
-    static const unsigned long HEADER_SIZE = 26;
+    static constexpr unsigned long HEADER_SIZE = 26;
 
     PSDHeader();
     virtual ~PSDHeader();

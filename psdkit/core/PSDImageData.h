@@ -9,10 +9,10 @@ namespace psdkit {
 // through unchanged. The section runs to the end of the file.
 class PSDKIT_API PSDImageData : public PSDBaseSection {
 public:
-    static const unsigned short COMPRESSION_RAW = 0;
-    static const unsigned short COMPRESSION_RLE = 1;
-    static const unsigned short COMPRESSION_ZIP = 2;
-    static const unsigned short COMPRESSION_ZIP_PREDICTION = 3;
+    static constexpr unsigned short COMPRESSION_RAW = 0;
+    static constexpr unsigned short COMPRESSION_RLE = 1;
+    static constexpr unsigned short COMPRESSION_ZIP = 2;
+    static constexpr unsigned short COMPRESSION_ZIP_PREDICTION = 3;
 
     PSDImageData();
     ~PSDImageData() override;
