@@ -1,8 +1,12 @@
 #ifndef PSDKIT_BENCH_BENCHSUPPORT_H
 #define PSDKIT_BENCH_BENCHSUPPORT_H
 
-// Shared pieces of the benchmarks: test images and scratch files.
+// Shared pieces of the benchmarks: test images, scratch files, and a loop that
+// runs a baseline and the library alternately and reports their ratio.
 
+#include <benchmark/benchmark.h>
+
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -12,6 +16,12 @@ namespace psdbench {
 std::vector<char> MakePlanes(unsigned long width, unsigned long height);
 // A path in the scratch directory ($PSDKIT_BENCH_DIR or /tmp).
 std::string ScratchPath(const std::string& name);
+
+// Runs `baseline` and `subject` alternately once per iteration, so both see the
+// same machine state. The iteration time is the subject's; the counter
+// "ratio" is the subject's total time over the baseline's.
+void RunAgainstBaseline(benchmark::State& state, const std::function<void()>& baseline,
+                        const std::function<void()>& subject);
 
 }  // namespace psdbench
 
