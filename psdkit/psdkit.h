@@ -10,6 +10,8 @@
 #include "psdkit/core/PSDImageData.h"
 #include "psdkit/core/PSDUtil.h"
 #include "psdkit/core/PhotoshopFile.h"
+#include "psdkit/icc/PSDICCProfileRB.h"
+#include "psdkit/icc/PSDICCTag.h"
 #include "psdkit/layers/PSDLayers.h"
 #include "psdkit/resources/PSDGenericResourceBlock.h"
 #include "psdkit/resources/PSDImageRes.h"

@@ -2,6 +2,7 @@
 
 #include "psdkit/core/PSDBoundedReader.h"
 #include "psdkit/core/PSDUtil.h"
+#include "psdkit/icc/PSDICCProfileRB.h"
 #include "psdkit/resources/PSDGenericResourceBlock.h"
 
 namespace psdkit {
@@ -65,6 +66,7 @@ bool PSDImageRes::WriteSection() {
 
 PSDResourceBlock* PSDImageRes::CreateResouceBlockObject(unsigned short id) {
     switch (id) {
+        case PSDResourceBlock::RS_1039: return new PSDICCProfileRB();
         default: return new PSDGenericResourceBlock();
     }
 }
