@@ -3,6 +3,7 @@
 #include "psdkit/core/PSDBoundedReader.h"
 #include "psdkit/core/PSDUtil.h"
 #include "psdkit/resources/PSDGenericResourceBlock.h"
+#include "psdkit/thumbnail/PSDThumbnailRB.h"
 
 namespace psdkit {
 
@@ -65,6 +66,7 @@ bool PSDImageRes::WriteSection() {
 
 PSDResourceBlock* PSDImageRes::CreateResouceBlockObject(unsigned short id) {
     switch (id) {
+        case PSDResourceBlock::RS_1036: return new PSDThumbnailRB();
         default: return new PSDGenericResourceBlock();
     }
 }
