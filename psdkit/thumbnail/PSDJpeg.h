@@ -11,7 +11,7 @@ namespace psdkit {
 class PSDKIT_API PSDJpeg {
 public:
     // libjpeg refuses images wider or higher than this.
-    static const unsigned long MAX_DIMENSION = 65500;
+    static constexpr unsigned long MAX_DIMENSION = 65500;
 
     PSDJpeg();
     virtual ~PSDJpeg();

@@ -30,8 +30,8 @@ PSDKIT_API unsigned long CalculatePaddedWidth(unsigned long width);
 // is null, and it is written back unchanged.
 class PSDKIT_API PSDThumbnailRB : public PSDResourceBlock {
 public:
-    static const unsigned short FORMAT_RAW_RGB = 0;
-    static const unsigned short FORMAT_JPEG = 1;
+    static constexpr unsigned short FORMAT_RAW_RGB = 0;
+    static constexpr unsigned short FORMAT_JPEG = 1;
 
     PSDThumbnailRB();
     ~PSDThumbnailRB() override;
