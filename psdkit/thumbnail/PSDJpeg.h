@@ -20,8 +20,8 @@ public:
     // scaled to `targetWidth`. `comment`, when not null, goes into a COM
     // marker without its terminator. True when the new stream stands in the
     // buffer. On false nothing was printed, and width and height are as
-    // before; the earlier stream survives every failure except that of the
-    // result buffer itself.
+    // before; the earlier stream survives every failure except one at the
+    // last stage (the result buffer, or reading the stream back into it).
     bool CreateJpegFromRgbPlanes(const char* planes, unsigned long sourceWidth, unsigned long sourceHeight,
                                  unsigned long targetWidth, int quality, const char* comment);
 
