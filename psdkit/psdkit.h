@@ -16,5 +16,7 @@
 #include "psdkit/resources/PSDGenericResourceBlock.h"
 #include "psdkit/resources/PSDImageRes.h"
 #include "psdkit/resources/PSDResourceBlock.h"
+#include "psdkit/thumbnail/PSDJpeg.h"
+#include "psdkit/thumbnail/PSDThumbnailRB.h"
 
 #endif

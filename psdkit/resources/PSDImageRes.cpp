@@ -4,6 +4,7 @@
 #include "psdkit/core/PSDUtil.h"
 #include "psdkit/icc/PSDICCProfileRB.h"
 #include "psdkit/resources/PSDGenericResourceBlock.h"
+#include "psdkit/thumbnail/PSDThumbnailRB.h"
 
 namespace psdkit {
 
@@ -66,6 +67,7 @@ bool PSDImageRes::WriteSection() {
 
 PSDResourceBlock* PSDImageRes::CreateResouceBlockObject(unsigned short id) {
     switch (id) {
+        case PSDResourceBlock::RS_1036: return new PSDThumbnailRB();
         case PSDResourceBlock::RS_1039: return new PSDICCProfileRB();
         default: return new PSDGenericResourceBlock();
     }
