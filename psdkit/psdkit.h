@@ -10,6 +10,7 @@
 #include "psdkit/core/PSDImageData.h"
 #include "psdkit/core/PSDUtil.h"
 #include "psdkit/core/PhotoshopFile.h"
+#include "psdkit/layers/LayerRecord.h"
 #include "psdkit/layers/PSDLayers.h"
 #include "psdkit/resources/PSDGenericResourceBlock.h"
 #include "psdkit/resources/PSDImageRes.h"
