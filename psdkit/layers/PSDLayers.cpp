@@ -1,6 +1,7 @@
 #include "psdkit/layers/PSDLayers.h"
 
 #include <cstring>
+#include <vector>
 
 #include "psdkit/core/PSDBoundedReader.h"
 #include "psdkit/core/PSDUtil.h"
@@ -59,6 +60,88 @@ PSDKIT_DEFINE_TEXT(LAYER_COMPRESSION_ZIP_STR, "ZIP");
 PSDKIT_DEFINE_TEXT(LAYER_COMPRESSION_ZIP_PREDICTION_STR, "ZIPw/Prediction");
 PSDKIT_DEFINE_TEXT(LAYER_COMPRESSION_INVALID_STR, "Invalid");
 
+// Reads the section's window ahead in blocks, so that the small fields of the
+// records and the short distances between them cost no system call each: a
+// move only sets the position, and the stream is moved when a read falls
+// outside the block in memory. Like the window it reads through, it refuses a
+// read or a move past the window's end and then consumes nothing.
+class LayerSectionCursor {
+public:
+    static const unsigned long BLOCK_SIZE = 64 * 1024;
+
+    explicit LayerSectionCursor(PSDBoundedReader& window)
+        : Window(window), Block(), BlockStart(0), BlockLength(0), Pos(window.Offset()),
+          ReadAhead(BLOCK_SIZE) {}
+
+    unsigned long Offset() const { return Pos; }
+    unsigned long Size() const { return Window.Size(); }
+    unsigned long Remaining() const { return Size() > Pos ? Size() - Pos : 0; }
+    bool Has(unsigned long n) const { return n <= Remaining(); }
+    // True when the next n bytes are in memory.
+    bool Holds(unsigned long n) const {
+        return Pos >= BlockStart && Pos - BlockStart <= BlockLength && n <= BlockLength - (Pos - BlockStart);
+    }
+    // The least a read from the stream takes, when it has to read.
+    void SetReadAhead(unsigned long n) { ReadAhead = n; }
+
+    bool Skip(unsigned long n) {
+        if (!Has(n)) return false;
+        Pos += n;
+        return true;
+    }
+    bool SeekTo(unsigned long offset) {
+        if (offset > Size()) return false;
+        Pos = offset;
+        return true;
+    }
+    bool Read(char* destination, unsigned long n) {
+        if (!Has(n)) return false;
+        if (!Holds(n) && !Fill(n)) return false;
+        std::memcpy(destination, Block.data() + (Pos - BlockStart), n);
+        Pos += n;
+        return true;
+    }
+    bool ReadByte(unsigned char* value) {
+        char b;
+        if (!Read(&b, 1)) return false;
+        *value = static_cast<unsigned char>(b);
+        return true;
+    }
+    bool ReadShort(unsigned short* value) {
+        char b[2];
+        if (!Read(b, 2)) return false;
+        PSDUtil::BufferToShort(b, value);
+        return true;
+    }
+    bool ReadLong(unsigned long* value) {
+        char b[4];
+        if (!Read(b, 4)) return false;
+        PSDUtil::BufferToLong(b, value);
+        return true;
+    }
+
+private:
+    bool Fill(unsigned long n) {
+        // Never more than the window holds, so the block is backed by the file.
+        unsigned long want = ReadAhead < Remaining() ? ReadAhead : Remaining();
+        if (want < n) want = n;
+        if (Block.size() < want) Block.resize(want);
+        BlockLength = 0;
+        if (Window.Offset() != Pos && !Window.SeekTo(Pos)) return false;
+        if (!Window.Read(Block.data(), want)) return false;
+        BlockStart = Pos;
+        BlockLength = want;
+        return true;
+    }
+
+    PSDBoundedReader& Window;
+    std::vector<char> Block;
+    unsigned long BlockStart;  // window offset of the block's first byte
+    unsigned long BlockLength;
+    unsigned long Pos;
+    unsigned long ReadAhead;
+};
+
 char PSDLayers::FlagsName[74];
 char PSDLayers::BlendModeSignatureName[5];
 char PSDLayers::AdjustmentSignatureName[5];
@@ -67,6 +150,23 @@ namespace {
 
 // The counters of the model are 16 bits wide.
 const std::size_t MAX_ENTRIES = 0xFFFF;
+
+// Pixel data up to this size is read through with the codes around it; a
+// larger stretch is passed by moving the stream.
+const unsigned long READ_THROUGH_LIMIT = 16 * 1024;
+const unsigned long READ_AHEAD_LIMIT = 64 * 1024;
+
+// How much to read at the code of channel `first`: through the codes of the
+// channels behind it as long as their pixel data is short.
+unsigned long CodesAhead(const std::vector<const ChannelInfo*>& channels, std::size_t first) {
+    unsigned long span = 2;
+    for (std::size_t i = first; i + 1 < channels.size(); ++i) {
+        unsigned long length = channels[i]->ChannelLength;
+        if (length < 2 || length > READ_THROUGH_LIMIT || length > READ_AHEAD_LIMIT - span) break;
+        span += length;
+    }
+    return span;
+}
 
 // The four characters of a signature in file order: the low byte goes first
 // and the reversal puts the high byte in front. A zero byte ends the text.
@@ -313,12 +413,13 @@ bool PSDLayers::ReadSection() {
 
     // Nothing of the walk reads or seeks outside this window.
     PSDBoundedReader section(InputStream, SectionLength);
-    bool walked = ReadRecords(section) && ReadGlobalLayerMask(section);
+    LayerSectionCursor cursor(section);
+    bool walked = ReadRecords(cursor) && ReadGlobalLayerMask(cursor);
 
     // An odd section is followed by a closing byte. The walk of a well-formed
     // section ends where the length word says; only a walk that reached that
     // end passes over the byte behind it.
-    bool closingByte = walked && (SectionLength & 1) != 0 && section.Offset() == SectionLength;
+    bool closingByte = walked && (SectionLength & 1) != 0 && cursor.Offset() == SectionLength;
     // Whatever a file keeps behind the global layer mask (tagged blocks,
     // padding of the layer info, stray bytes) is passed over: the composite
     // image starts at the end of the section.
@@ -331,7 +432,7 @@ bool PSDLayers::ReadSection() {
     return section.Size() == SectionLength;
 }
 
-bool PSDLayers::ReadRecords(PSDBoundedReader& section) {
+bool PSDLayers::ReadRecords(LayerSectionCursor& section) {
     if (!section.ReadLong(&LayerInfoSize)) return false;
     unsigned short count = 0;
     if (!section.ReadShort(&count)) return false;
@@ -347,7 +448,7 @@ bool PSDLayers::ReadRecords(PSDBoundedReader& section) {
     return ReadChannelImageData(section, firstLayer);
 }
 
-bool PSDLayers::ReadLayerRecord(PSDBoundedReader& section) {
+bool PSDLayers::ReadLayerRecord(LayerSectionCursor& section) {
     unsigned long top = 0;
     unsigned long left = 0;
     unsigned long bottom = 0;
@@ -389,7 +490,7 @@ bool PSDLayers::ReadLayerRecord(PSDBoundedReader& section) {
     return ReadExtraData(section, record);
 }
 
-bool PSDLayers::ReadExtraData(PSDBoundedReader& section, LayerRecord* record) {
+bool PSDLayers::ReadExtraData(LayerSectionCursor& section, LayerRecord* record) {
     // The walk counts what is left of the extra data in 16 bits, as the count
     // of a file with smaller records; the true end is kept as well, and no
     // part of the record may pass it or the section.
@@ -481,36 +582,38 @@ bool PSDLayers::ReadExtraData(PSDBoundedReader& section, LayerRecord* record) {
     return true;
 }
 
-bool PSDLayers::ReadChannelImageData(PSDBoundedReader& section, std::size_t firstLayer) {
+bool PSDLayers::ReadChannelImageData(LayerSectionCursor& section, std::size_t firstLayer) {
     if (firstLayer >= LayerRecords.size()) return true;
     // The codes of this read follow those of the layers before it, also when
     // an earlier walk found fewer.
     unsigned long start = ChannelStart(static_cast<unsigned short>(firstLayer));
     while (LayerImageData.size() < start) LayerImageData.push_back(AllocateLayerImageData());
 
-    for (std::size_t layer = firstLayer; layer < LayerRecords.size(); ++layer) {
-        LayerRecord* record = LayerRecords[layer];
-        for (ChannelInfo* channel : record->Channels) {
-            unsigned short code = 0;
-            if (!section.Has(2)) return false;
-            ChannelImageData* entry = AllocateLayerImageData();
-            LayerImageData.push_back(entry);
-            section.ReadShort(&code);
-            entry->Compression = code;
-            // The length counts the code just read. A length below 2 moves
-            // back, so the next channel sees those bytes again.
-            unsigned long length = channel->ChannelLength;
-            if (length >= 2) {
-                if (!section.Skip(length - 2)) return false;
-            } else {
-                section.SeekTo(section.Offset() - (2 - length));
-            }
+    std::vector<const ChannelInfo*> channels;
+    for (std::size_t layer = firstLayer; layer < LayerRecords.size(); ++layer)
+        for (const ChannelInfo* channel : LayerRecords[layer]->Channels) channels.push_back(channel);
+
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+        if (!section.Has(2)) return false;
+        if (!section.Holds(2)) section.SetReadAhead(CodesAhead(channels, i));
+        ChannelImageData* entry = AllocateLayerImageData();
+        LayerImageData.push_back(entry);
+        unsigned short code = 0;
+        section.ReadShort(&code);
+        entry->Compression = code;
+        // The length counts the code just read. A length below 2 moves
+        // back, so the next channel sees those bytes again.
+        unsigned long length = channels[i]->ChannelLength;
+        if (length >= 2) {
+            if (!section.Skip(length - 2)) return false;
+        } else {
+            section.SeekTo(section.Offset() - (2 - length));
         }
     }
     return true;
 }
 
-bool PSDLayers::ReadGlobalLayerMask(PSDBoundedReader& section) {
+bool PSDLayers::ReadGlobalLayerMask(LayerSectionCursor& section) {
     // A length word that would cross the end of the section is no length word.
     unsigned long length = 0;
     if (section.Has(4)) section.ReadLong(&length);

@@ -9,7 +9,7 @@
 
 namespace psdkit {
 
-class PSDBoundedReader;
+class LayerSectionCursor;
 
 // The layer and mask information section: one record per layer with its
 // channels, blending ranges, mask and additional-information headers, and the
@@ -243,11 +243,11 @@ private:
 
     LayerRecord* Record(unsigned short layer) const { return LayerRecords[layer]; }
     // The steps of the walk; each returns false where the walk ends.
-    bool ReadRecords(PSDBoundedReader& section);
-    bool ReadLayerRecord(PSDBoundedReader& section);
-    bool ReadExtraData(PSDBoundedReader& section, LayerRecord* record);
-    bool ReadChannelImageData(PSDBoundedReader& section, std::size_t firstLayer);
-    bool ReadGlobalLayerMask(PSDBoundedReader& section);
+    bool ReadRecords(LayerSectionCursor& section);
+    bool ReadLayerRecord(LayerSectionCursor& section);
+    bool ReadExtraData(LayerSectionCursor& section, LayerRecord* record);
+    bool ReadChannelImageData(LayerSectionCursor& section, std::size_t firstLayer);
+    bool ReadGlobalLayerMask(LayerSectionCursor& section);
     // Index of the first compression entry of a layer in the flat list.
     unsigned long ChannelStart(unsigned short layer) const;
     // The layer's channel counter changed: the starts of the layers behind it

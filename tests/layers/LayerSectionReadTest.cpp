@@ -482,6 +482,32 @@ TEST_F(LayerSectionRead, ASecondReadAppends) {
     EXPECT_EQ(layers.GetLayerRecordImageDataCompression(1, 2), 3);
 }
 
+TEST_F(LayerSectionRead, ManyRecordsWithShortAndLongPixelData) {
+    // Some 300 KB of records and 2 MB of pixel data: channels of a few bytes
+    // lie close together, others far apart.
+    const unsigned count = 3000;
+    std::vector<Bytes> records;
+    Bytes data;
+    for (unsigned i = 0; i < count; ++i) {
+        unsigned long first = 2 + i % 7;
+        unsigned long second = i % 100 == 0 ? 40000 + i : 2 + (i * 31) % 3000;
+        std::string name(i % 40, static_cast<char>('A' + i % 26));
+        records.push_back(Record(i, 0, 1, 1, {{0, first}, {1, second}},
+                                 PlainExtra(name, Bytes().raw(Entry("lyid", 4)).raw(Entry("shmd", i % 90)))));
+        data.raw(ChannelData(i % 4, first)).raw(ChannelData((i + 1) % 4, second));
+    }
+    EXPECT_TRUE(Read(WithTail(LayerSection(count, records, data))));
+    ASSERT_EQ(layers.GetLayerCount(), count);
+    for (unsigned short i = 0; i < count; ++i) {
+        ASSERT_EQ(layers.GetLayerRecordLayerTop(i), i);
+        ASSERT_EQ(std::strlen(layers.GetLayerRecordLayerName(i)), i % 40u);
+        ASSERT_EQ(layers.GetLayerRecordAdjustmentLength(1, i), i % 90u);
+        ASSERT_EQ(layers.GetLayerRecordImageDataCompression(0, i), i % 4);
+        ASSERT_EQ(layers.GetLayerRecordImageDataCompression(1, i), (i + 1) % 4);
+    }
+    EXPECT_EQ(Next(4), "TAIL");
+}
+
 // A section with every part, for cutting the file at each byte.
 struct FullSection {
     Bytes bytes;
