@@ -457,7 +457,7 @@ bool PSDLayers::ReadLayerRecord(LayerSectionCursor& section) {
     if (!(section.ReadLong(&top) && section.ReadLong(&left) && section.ReadLong(&bottom) &&
           section.ReadLong(&right) && section.ReadShort(&channels)))
         return false;
-    // The channel list and the 20 bytes behind it must be there before
+    // The channel list and the 16 bytes behind it must be there before
     // anything is allocated for them.
     if (static_cast<unsigned long>(channels) * 6 + 16 > section.Remaining()) return false;
 
@@ -491,9 +491,10 @@ bool PSDLayers::ReadLayerRecord(LayerSectionCursor& section) {
 }
 
 bool PSDLayers::ReadExtraData(LayerSectionCursor& section, LayerRecord* record) {
-    // The walk counts what is left of the extra data in 16 bits, as the count
-    // of a file with smaller records; the true end is kept as well, and no
-    // part of the record may pass it or the section.
+    // The walk counts down what is left of the extra data in 16 bits and ends
+    // the record when the count comes to 0, so a stored size of 65536 or more
+    // counts modulo 65536. The true end is kept as well: no part of the record
+    // may pass it or the section.
     unsigned long extraStart = section.Offset();
     unsigned long extraEnd = extraStart + record->ExtraDataSize;
     unsigned short remainder = static_cast<unsigned short>(record->ExtraDataSize & 0xFFFF);
