@@ -101,7 +101,7 @@ const std::string& FlatFile() {
     return path;
 }
 
-// Layers of `side` x `side` pixels; their pixel data is passed over by seeks.
+// Layers of `side` x `side` pixels, each channel raw.
 std::string LayeredFile(unsigned long side) {
     std::vector<char> info;
     Writer(info).U16(LAYERS);
@@ -129,8 +129,8 @@ double TimeRead(const std::string& path, unsigned short layers) {
 
 void BM_ReadLayeredAgainstFlat(benchmark::State& state) {
     const std::string& flat = FlatFile();
-    static std::string layered[2];
-    int slot = state.range(0) <= 16 ? 0 : 1;
+    static std::string layered[3];
+    int slot = state.range(0) <= 16 ? 0 : state.range(0) <= 64 ? 1 : 2;
     if (layered[slot].empty()) layered[slot] = LayeredFile(static_cast<unsigned long>(state.range(0)));
     double flatSeconds = 0;
     double layeredSeconds = 0;
@@ -164,6 +164,9 @@ void BM_ReadLayeredAgainstFlat(benchmark::State& state) {
 
 }  // namespace
 
-// Layers of 16 x 16 pixels (small files, all records and pixels close
-// together) and of 128 x 128 (every channel a seek of its own).
-BENCHMARK(BM_ReadLayeredAgainstFlat)->Arg(16)->Arg(128)->Unit(benchmark::kMillisecond)->MinTime(2.0);
+// Layers of 16 x 16 and 64 x 64 pixels, whose pixel data lies close enough
+// to be read through, and of 128 x 128, where every channel costs a move of
+// the stream and a refill of its buffer: 4000 of them weigh about as much as
+// the 36 MB composite, so that row shows the cost per channel rather than
+// meeting the 1.5.
+BENCHMARK(BM_ReadLayeredAgainstFlat)->Arg(16)->Arg(64)->Arg(128)->Unit(benchmark::kMillisecond)->MinTime(2.0);
