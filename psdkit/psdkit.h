@@ -12,6 +12,7 @@
 #include "psdkit/core/PhotoshopFile.h"
 #include "psdkit/icc/PSDICCProfileRB.h"
 #include "psdkit/icc/PSDICCTag.h"
+#include "psdkit/layers/LayerRecord.h"
 #include "psdkit/layers/PSDLayers.h"
 #include "psdkit/resources/PSDGenericResourceBlock.h"
 #include "psdkit/resources/PSDImageRes.h"
