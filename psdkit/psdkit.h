@@ -11,8 +11,17 @@
 #include "psdkit/core/PSDUtil.h"
 #include "psdkit/core/PhotoshopFile.h"
 #include "psdkit/layers/PSDLayers.h"
+#include "psdkit/resources/PSDCopyrightFlagRB.h"
+#include "psdkit/resources/PSDDocumentIDRB.h"
 #include "psdkit/resources/PSDGenericResourceBlock.h"
+#include "psdkit/resources/PSDGlobalAngleRB.h"
+#include "psdkit/resources/PSDGridGuidesRB.h"
 #include "psdkit/resources/PSDImageRes.h"
+#include "psdkit/resources/PSDLayerStateInfoRB.h"
+#include "psdkit/resources/PSDLayersGroupInfoRB.h"
+#include "psdkit/resources/PSDPrintFlagsInfoRB.h"
+#include "psdkit/resources/PSDPrintFlagsRB.h"
+#include "psdkit/resources/PSDResolutionInfoRB.h"
 #include "psdkit/resources/PSDResourceBlock.h"
 
 #endif

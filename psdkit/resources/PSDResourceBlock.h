@@ -11,65 +11,65 @@ namespace psdkit {
 // the two sizes the section length rests on, and the raw payload.
 class PSDKIT_API PSDResourceBlock {
 public:
-    static const unsigned short RS_1000 = 1000;
-    static const unsigned short RS_1001 = 1001;
-    static const unsigned short RS_1003 = 1003;
-    static const unsigned short RS_1005 = 1005;
-    static const unsigned short RS_1006 = 1006;
-    static const unsigned short RS_1007 = 1007;
-    static const unsigned short RS_1008 = 1008;
-    static const unsigned short RS_1009 = 1009;
-    static const unsigned short RS_1010 = 1010;
-    static const unsigned short RS_1011 = 1011;
-    static const unsigned short RS_1012 = 1012;
-    static const unsigned short RS_1013 = 1013;
-    static const unsigned short RS_1014 = 1014;
-    static const unsigned short RS_1015 = 1015;
-    static const unsigned short RS_1016 = 1016;
-    static const unsigned short RS_1017 = 1017;
-    static const unsigned short RS_1018 = 1018;
-    static const unsigned short RS_1019 = 1019;
-    static const unsigned short RS_1020 = 1020;
-    static const unsigned short RS_1021 = 1021;
-    static const unsigned short RS_1022 = 1022;
-    static const unsigned short RS_1023 = 1023;
-    static const unsigned short RS_1024 = 1024;
-    static const unsigned short RS_1025 = 1025;
-    static const unsigned short RS_1026 = 1026;
-    static const unsigned short RS_1027 = 1027;
-    static const unsigned short RS_1028 = 1028;
-    static const unsigned short RS_1029 = 1029;
-    static const unsigned short RS_1030 = 1030;
-    static const unsigned short RS_1032 = 1032;
-    static const unsigned short RS_1033 = 1033;
-    static const unsigned short RS_1034 = 1034;
-    static const unsigned short RS_1035 = 1035;
-    static const unsigned short RS_1036 = 1036;
-    static const unsigned short RS_1037 = 1037;
-    static const unsigned short RS_1038 = 1038;
-    static const unsigned short RS_1039 = 1039;
-    static const unsigned short RS_1040 = 1040;
-    static const unsigned short RS_1041 = 1041;
-    static const unsigned short RS_1042 = 1042;
-    static const unsigned short RS_1043 = 1043;
-    static const unsigned short RS_1044 = 1044;
-    static const unsigned short RS_1045 = 1045;
-    static const unsigned short RS_1046 = 1046;
-    static const unsigned short RS_1047 = 1047;
-    static const unsigned short RS_1049 = 1049;
-    static const unsigned short RS_1050 = 1050;
-    static const unsigned short RS_1051 = 1051;
-    static const unsigned short RS_1052 = 1052;
-    static const unsigned short RS_1053 = 1053;
-    static const unsigned short RS_1054 = 1054;
-    static const unsigned short RS_1057 = 1057;
-    static const unsigned short RS_2000 = 2000;
-    static const unsigned short RS_2998 = 2998;
-    static const unsigned short RS_2999 = 2999;
-    static const unsigned short RS_10000 = 10000;
+    static constexpr unsigned short RS_1000 = 1000;
+    static constexpr unsigned short RS_1001 = 1001;
+    static constexpr unsigned short RS_1003 = 1003;
+    static constexpr unsigned short RS_1005 = 1005;
+    static constexpr unsigned short RS_1006 = 1006;
+    static constexpr unsigned short RS_1007 = 1007;
+    static constexpr unsigned short RS_1008 = 1008;
+    static constexpr unsigned short RS_1009 = 1009;
+    static constexpr unsigned short RS_1010 = 1010;
+    static constexpr unsigned short RS_1011 = 1011;
+    static constexpr unsigned short RS_1012 = 1012;
+    static constexpr unsigned short RS_1013 = 1013;
+    static constexpr unsigned short RS_1014 = 1014;
+    static constexpr unsigned short RS_1015 = 1015;
+    static constexpr unsigned short RS_1016 = 1016;
+    static constexpr unsigned short RS_1017 = 1017;
+    static constexpr unsigned short RS_1018 = 1018;
+    static constexpr unsigned short RS_1019 = 1019;
+    static constexpr unsigned short RS_1020 = 1020;
+    static constexpr unsigned short RS_1021 = 1021;
+    static constexpr unsigned short RS_1022 = 1022;
+    static constexpr unsigned short RS_1023 = 1023;
+    static constexpr unsigned short RS_1024 = 1024;
+    static constexpr unsigned short RS_1025 = 1025;
+    static constexpr unsigned short RS_1026 = 1026;
+    static constexpr unsigned short RS_1027 = 1027;
+    static constexpr unsigned short RS_1028 = 1028;
+    static constexpr unsigned short RS_1029 = 1029;
+    static constexpr unsigned short RS_1030 = 1030;
+    static constexpr unsigned short RS_1032 = 1032;
+    static constexpr unsigned short RS_1033 = 1033;
+    static constexpr unsigned short RS_1034 = 1034;
+    static constexpr unsigned short RS_1035 = 1035;
+    static constexpr unsigned short RS_1036 = 1036;
+    static constexpr unsigned short RS_1037 = 1037;
+    static constexpr unsigned short RS_1038 = 1038;
+    static constexpr unsigned short RS_1039 = 1039;
+    static constexpr unsigned short RS_1040 = 1040;
+    static constexpr unsigned short RS_1041 = 1041;
+    static constexpr unsigned short RS_1042 = 1042;
+    static constexpr unsigned short RS_1043 = 1043;
+    static constexpr unsigned short RS_1044 = 1044;
+    static constexpr unsigned short RS_1045 = 1045;
+    static constexpr unsigned short RS_1046 = 1046;
+    static constexpr unsigned short RS_1047 = 1047;
+    static constexpr unsigned short RS_1049 = 1049;
+    static constexpr unsigned short RS_1050 = 1050;
+    static constexpr unsigned short RS_1051 = 1051;
+    static constexpr unsigned short RS_1052 = 1052;
+    static constexpr unsigned short RS_1053 = 1053;
+    static constexpr unsigned short RS_1054 = 1054;
+    static constexpr unsigned short RS_1057 = 1057;
+    static constexpr unsigned short RS_2000 = 2000;
+    static constexpr unsigned short RS_2998 = 2998;
+    static constexpr unsigned short RS_2999 = 2999;
+    static constexpr unsigned short RS_10000 = 10000;
 
     // Bytes of the header that WriteResourceBlockHeader writes.
-    static const unsigned long HEADER_SIZE = 12;
+    static constexpr unsigned long HEADER_SIZE = 12;
 
     PSDResourceBlock();
     virtual ~PSDResourceBlock();
@@ -121,6 +121,19 @@ public:
     static void Copy(PSDResourceBlock* source, PSDResourceBlock* target);
 
 protected:
+    // What a decoded class puts out for its block.
+    enum WriteForm {
+        WRITE_RAW,     // WriteRawResourceBlock: the block as it was read
+        WRITE_HEADER,  // the 12-byte header alone
+        WRITE_FIELDS   // the header and the fields encoded in `payload` bytes
+    };
+    // Chooses the form that keeps the section's length word true. A block whose
+    // sizes were left at 0 writes what its class always writes (its fields when
+    // `fieldsWhenRead`, else the header alone); a block read from a file goes
+    // back raw unless `fieldsWhenRead`; other blocks encode their fields when
+    // their sizes describe exactly that, and are written raw otherwise.
+    WriteForm SelectWriteForm(unsigned long payload, bool fieldsWhenRead) const;
+
     // True when the block holds a payload taken from a file.
     bool HoldsReadPayload() const { return DataBlock != nullptr; }
     // True when writing a header with an empty name and `payload` bytes behind
@@ -131,6 +144,11 @@ protected:
     void WriteRawResourceBlock();
     // Writes `n` zero bytes.
     void WriteZeros(unsigned long n);
+    // Payload bytes a reader may take: the data block size, but never more
+    // than the data block really holds.
+    unsigned long ReadablePayloadSize() const;
+    // The flag rule of the payload's boolean bytes: true for 0x01 to 0x7F.
+    static bool FlagFromByte(char value) { return static_cast<signed char>(value) > 0; }
 
     std::ifstream* InputStream;
     std::ofstream* OutputStream;
