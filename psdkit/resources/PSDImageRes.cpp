@@ -3,7 +3,16 @@
 #include "psdkit/core/PSDBoundedReader.h"
 #include "psdkit/core/PSDUtil.h"
 #include "psdkit/icc/PSDICCProfileRB.h"
+#include "psdkit/resources/PSDCopyrightFlagRB.h"
+#include "psdkit/resources/PSDDocumentIDRB.h"
 #include "psdkit/resources/PSDGenericResourceBlock.h"
+#include "psdkit/resources/PSDGlobalAngleRB.h"
+#include "psdkit/resources/PSDGridGuidesRB.h"
+#include "psdkit/resources/PSDLayerStateInfoRB.h"
+#include "psdkit/resources/PSDLayersGroupInfoRB.h"
+#include "psdkit/resources/PSDPrintFlagsInfoRB.h"
+#include "psdkit/resources/PSDPrintFlagsRB.h"
+#include "psdkit/resources/PSDResolutionInfoRB.h"
 #include "psdkit/thumbnail/PSDThumbnailRB.h"
 
 namespace psdkit {
@@ -67,8 +76,17 @@ bool PSDImageRes::WriteSection() {
 
 PSDResourceBlock* PSDImageRes::CreateResouceBlockObject(unsigned short id) {
     switch (id) {
+        case PSDResourceBlock::RS_1005: return new PSDResolutionInfoRB();
+        case PSDResourceBlock::RS_1011: return new PSDPrintFlagsRB();
+        case PSDResourceBlock::RS_1024: return new PSDLayerStateInfoRB();
+        case PSDResourceBlock::RS_1026: return new PSDLayersGroupInfoRB();
+        case PSDResourceBlock::RS_1032: return new PSDGridGuidesRB();
+        case PSDResourceBlock::RS_1034: return new PSDCopyrightFlagRB();
         case PSDResourceBlock::RS_1036: return new PSDThumbnailRB();
+        case PSDResourceBlock::RS_1037: return new PSDGlobalAngleRB();
         case PSDResourceBlock::RS_1039: return new PSDICCProfileRB();
+        case PSDResourceBlock::RS_1044: return new PSDDocumentIDRB();
+        case PSDResourceBlock::RS_10000: return new PSDPrintFlagsInfoRB();
         default: return new PSDGenericResourceBlock();
     }
 }

@@ -254,6 +254,17 @@ bool PSDResourceBlock::SizesFitPayload(unsigned long payload) const {
     return DataBlockSize == payload && ResourceBlockSize == payload + (payload & 1) + HEADER_SIZE;
 }
 
+PSDResourceBlock::WriteForm PSDResourceBlock::SelectWriteForm(unsigned long payload, bool fieldsWhenRead) const {
+    if (ResourceBlockSize == 0) return fieldsWhenRead ? WRITE_FIELDS : WRITE_HEADER;
+    if (HoldsReadPayload() && !fieldsWhenRead) return WRITE_RAW;
+    return SizesFitPayload(payload) ? WRITE_FIELDS : WRITE_RAW;
+}
+
+unsigned long PSDResourceBlock::ReadablePayloadSize() const {
+    if (DataBlock == nullptr) return 0;
+    return DataBlockSize < DataBlockCapacity ? DataBlockSize : DataBlockCapacity;
+}
+
 void PSDResourceBlock::WriteZeros(unsigned long n) {
     static const char zeros[256] = {0};
     while (n > 0) {

@@ -121,6 +121,19 @@ public:
     static void Copy(PSDResourceBlock* source, PSDResourceBlock* target);
 
 protected:
+    // What a decoded class puts out for its block.
+    enum WriteForm {
+        WRITE_RAW,     // WriteRawResourceBlock: the block as it was read
+        WRITE_HEADER,  // the 12-byte header alone
+        WRITE_FIELDS   // the header and the fields encoded in `payload` bytes
+    };
+    // Chooses the form that keeps the section's length word true. A block whose
+    // sizes were left at 0 writes what its class always writes (its fields when
+    // `fieldsWhenRead`, else the header alone); a block read from a file goes
+    // back raw unless `fieldsWhenRead`; other blocks encode their fields when
+    // their sizes describe exactly that, and are written raw otherwise.
+    WriteForm SelectWriteForm(unsigned long payload, bool fieldsWhenRead) const;
+
     // True when the block holds a payload taken from a file.
     bool HoldsReadPayload() const { return DataBlock != nullptr; }
     // True when writing a header with an empty name and `payload` bytes behind
@@ -131,6 +144,11 @@ protected:
     void WriteRawResourceBlock();
     // Writes `n` zero bytes.
     void WriteZeros(unsigned long n);
+    // Payload bytes a reader may take: the data block size, but never more
+    // than the data block really holds.
+    unsigned long ReadablePayloadSize() const;
+    // The flag rule of the payload's boolean bytes: true for 0x01 to 0x7F.
+    static bool FlagFromByte(char value) { return static_cast<signed char>(value) > 0; }
 
     std::ifstream* InputStream;
     std::ofstream* OutputStream;

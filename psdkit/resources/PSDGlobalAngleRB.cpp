@@ -1,0 +1,38 @@
+#include "psdkit/resources/PSDGlobalAngleRB.h"
+
+#include <iostream>
+
+#include "psdkit/core/PSDBoundedReader.h"
+#include "psdkit/core/PSDUtil.h"
+
+namespace psdkit {
+
+PSDGlobalAngleRB::PSDGlobalAngleRB() : Angle(30) {}
+PSDGlobalAngleRB::~PSDGlobalAngleRB() = default;
+
+void PSDGlobalAngleRB::PrintInfo() {
+    std::cout << GetIDAsName() << "\n";
+    std::cout << "Global Angle:" << Angle << "\n";
+}
+
+void PSDGlobalAngleRB::ReadDataBlock() {
+    PSDBoundedReader in(GetDataBlock(), ReadablePayloadSize());
+    unsigned long value = 0;
+    if (in.ReadLong(&value)) Angle = value;
+}
+
+void PSDGlobalAngleRB::WriteResourceBlock() {
+    switch (SelectWriteForm(PAYLOAD_SIZE, false)) {
+        case WRITE_RAW: WriteRawResourceBlock(); break;
+        case WRITE_HEADER: WriteResourceBlockHeader(); break;
+        case WRITE_FIELDS: {
+            WriteResourceBlockHeader();
+            char buffer[PAYLOAD_SIZE];
+            PSDUtil::LongToBuffer(Angle, buffer);
+            GetOutputStream()->write(buffer, PAYLOAD_SIZE);
+            break;
+        }
+    }
+}
+
+}  // namespace psdkit

@@ -1,0 +1,39 @@
+#include "psdkit/resources/PSDLayerStateInfoRB.h"
+
+#include <iostream>
+
+#include "psdkit/core/PSDBoundedReader.h"
+#include "psdkit/core/PSDUtil.h"
+
+namespace psdkit {
+
+// The first layer (index 0) until a read or SetTargetLayer gives another.
+PSDLayerStateInfoRB::PSDLayerStateInfoRB() : TargetLayer(0) {}
+PSDLayerStateInfoRB::~PSDLayerStateInfoRB() = default;
+
+void PSDLayerStateInfoRB::PrintInfo() {
+    std::cout << GetIDAsName() << "\n";
+    std::cout << "Active Layer:" << TargetLayer << "\n";
+}
+
+void PSDLayerStateInfoRB::ReadDataBlock() {
+    PSDBoundedReader in(GetDataBlock(), ReadablePayloadSize());
+    unsigned short value = 0;
+    if (in.ReadShort(&value)) TargetLayer = value;
+}
+
+void PSDLayerStateInfoRB::WriteResourceBlock() {
+    switch (SelectWriteForm(PAYLOAD_SIZE, false)) {
+        case WRITE_RAW: WriteRawResourceBlock(); break;
+        case WRITE_HEADER: WriteResourceBlockHeader(); break;
+        case WRITE_FIELDS: {
+            WriteResourceBlockHeader();
+            char buffer[PAYLOAD_SIZE];
+            PSDUtil::ShortToBuffer(TargetLayer, buffer);
+            GetOutputStream()->write(buffer, PAYLOAD_SIZE);
+            break;
+        }
+    }
+}
+
+}  // namespace psdkit

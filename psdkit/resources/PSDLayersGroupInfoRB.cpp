@@ -1,0 +1,63 @@
+#include "psdkit/resources/PSDLayersGroupInfoRB.h"
+
+#include <iostream>
+
+#include "psdkit/core/PSDUtil.h"
+
+namespace psdkit {
+
+PSDLayersGroupInfoRB::PSDLayersGroupInfoRB() : NumLayers(0) {}
+PSDLayersGroupInfoRB::~PSDLayersGroupInfoRB() = default;
+
+void PSDLayersGroupInfoRB::AddLayer(unsigned short id) {
+    LayerIDs.push_back(id);
+    ++NumLayers;
+    SetDataBlockSize(NumLayers * 2);
+}
+
+unsigned short PSDLayersGroupInfoRB::GetLayerID(unsigned short index) const {
+    return index < LayersHeld() ? LayerIDs[index] : 0;
+}
+
+void PSDLayersGroupInfoRB::SetNumLayers(unsigned short count) {
+    NumLayers = count;
+    SetDataBlockSize(0);
+}
+
+unsigned long PSDLayersGroupInfoRB::LayersHeld() const {
+    return NumLayers < LayerIDs.size() ? NumLayers : LayerIDs.size();
+}
+
+void PSDLayersGroupInfoRB::PrintInfo() {
+    std::cout << GetIDAsName() << "\n";
+    std::cout << "Num Layers:" << GetNumLayers() << "\n";
+    unsigned long count = LayersHeld();
+    for (unsigned long i = 0; i < count; ++i) std::cout << "Layer " << i << ":" << LayerIDs[i] << "\n";
+}
+
+void PSDLayersGroupInfoRB::ReadDataBlock() {
+    // An odd last byte belongs to no ID and is dropped.
+    const char* data = GetDataBlock();
+    unsigned long count = ReadablePayloadSize() / 2;
+    for (unsigned long i = 0; i < count; ++i) {
+        unsigned short id = 0;
+        PSDUtil::BufferToShort(data + 2 * i, &id);
+        AddLayer(id);
+    }
+}
+
+void PSDLayersGroupInfoRB::WriteResourceBlock() {
+    unsigned long count = LayersHeld();
+    if (SelectWriteForm(count * 2, true) == WRITE_RAW) {
+        WriteRawResourceBlock();
+        return;
+    }
+    WriteResourceBlockHeader();
+    char buffer[2];
+    for (unsigned long i = 0; i < count; ++i) {
+        PSDUtil::ShortToBuffer(LayerIDs[i], buffer);
+        GetOutputStream()->write(buffer, 2);
+    }
+}
+
+}  // namespace psdkit
