@@ -14,6 +14,11 @@ namespace psdkit {
 // CommitWriteFile. To read: OpenReadFile, then the Get operations.
 class PSDKIT_API PhotoshopFile {
 public:
+    // The resolution, in both directions, of every committed file.
+    static constexpr unsigned short STANDARD_RESOLUTION = 300;
+    // The target width of the thumbnail of every committed file.
+    static constexpr unsigned long STANDARD_THUMBNAIL_WIDTH = 112;
+
     PhotoshopFile();
     virtual ~PhotoshopFile();
 
@@ -60,7 +65,9 @@ private:
     PhotoshopFile(const PhotoshopFile&) = delete;
     PhotoshopFile& operator=(const PhotoshopFile&) = delete;
 
-    // Adds the resources every committed file carries.
+    // Adds the resources every committed file carries: a resolution record,
+    // a thumbnail of the planes and an sRGB profile, behind any blocks the
+    // section holds. A thumbnail that cannot be made is left out.
     void AttachStandardResources();
 
     PSDFile File;

@@ -138,7 +138,7 @@ TEST(ExifTool, ResolutionProfileAndThumbnail) {
     EXPECT_NE(r.out.find("DisplayedUnitsX                 : inches"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("ProfileDescription              : sRGB IEC61966-2.1"), std::string::npos) << r.out;
 
-    psdtest::RunResult thumb = psdtest::RunProgram({"exiftool", "-b", "-ThumbnailImage", image.path});
+    psdtest::RunResult thumb = psdtest::RunProgram({"exiftool", "-b", "-PhotoshopThumbnail", image.path});
     ASSERT_EQ(thumb.exitCode, 0) << thumb.err;
     std::vector<char> jpeg(thumb.out.begin(), thumb.out.end());
     ASSERT_GT(jpeg.size(), 4u);
