@@ -7,6 +7,7 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 #include "ResourceTestUtil.h"
@@ -166,32 +167,33 @@ TEST(ImageResRead, SecondReadAppends) {
 }
 
 TEST(ImageResFactory, BuildsTheClassOfEachId) {
-    PSDImageRes section;
     struct Row {
         unsigned short id;
-        bool (*isClass)(PSDResourceBlock*);
+        const std::type_info& type;
         unsigned short builtId;
         unsigned long dataSize;
     };
     const Row rows[] = {
-        {1005, [](PSDResourceBlock* b) { return dynamic_cast<PSDResolutionInfoRB*>(b) != nullptr; }, 1005, 16},
-        {1011, [](PSDResourceBlock* b) { return dynamic_cast<PSDPrintFlagsRB*>(b) != nullptr; }, 0, 0},
-        {1024, [](PSDResourceBlock* b) { return dynamic_cast<PSDLayerStateInfoRB*>(b) != nullptr; }, 0, 0},
-        {1026, [](PSDResourceBlock* b) { return dynamic_cast<PSDLayersGroupInfoRB*>(b) != nullptr; }, 0, 0},
-        {1032, [](PSDResourceBlock* b) { return dynamic_cast<PSDGridGuidesRB*>(b) != nullptr; }, 0, 0},
-        {1034, [](PSDResourceBlock* b) { return dynamic_cast<PSDCopyrightFlagRB*>(b) != nullptr; }, 0, 0},
-        {1037, [](PSDResourceBlock* b) { return dynamic_cast<PSDGlobalAngleRB*>(b) != nullptr; }, 0, 0},
-        {1044, [](PSDResourceBlock* b) { return dynamic_cast<PSDDocumentIDRB*>(b) != nullptr; }, 1044, 4},
-        {10000, [](PSDResourceBlock* b) { return dynamic_cast<PSDPrintFlagsInfoRB*>(b) != nullptr; }, 0, 0},
+        {1005, typeid(PSDResolutionInfoRB), 1005, 16},
+        {1011, typeid(PSDPrintFlagsRB), 0, 0},
+        {1024, typeid(PSDLayerStateInfoRB), 0, 0},
+        {1026, typeid(PSDLayersGroupInfoRB), 0, 0},
+        {1032, typeid(PSDGridGuidesRB), 0, 0},
+        {1034, typeid(PSDCopyrightFlagRB), 0, 0},
+        {1037, typeid(PSDGlobalAngleRB), 0, 0},
+        {1044, typeid(PSDDocumentIDRB), 1044, 4},
+        {10000, typeid(PSDPrintFlagsInfoRB), 0, 0},
         // 1033 carries a thumbnail's name but is not decoded.
-        {1033, [](PSDResourceBlock* b) { return dynamic_cast<PSDGenericResourceBlock*>(b) != nullptr; }, 0, 0},
-        {1002, [](PSDResourceBlock* b) { return dynamic_cast<PSDGenericResourceBlock*>(b) != nullptr; }, 0, 0},
-        {4000, [](PSDResourceBlock* b) { return dynamic_cast<PSDGenericResourceBlock*>(b) != nullptr; }, 0, 0},
+        {1033, typeid(PSDGenericResourceBlock), 0, 0},
+        {1002, typeid(PSDGenericResourceBlock), 0, 0},
+        {4000, typeid(PSDGenericResourceBlock), 0, 0},
     };
+    PSDImageRes section;
     for (const Row& row : rows) {
         std::unique_ptr<PSDResourceBlock> block(section.CreateResouceBlockObject(row.id));
         ASSERT_NE(block, nullptr) << row.id;
-        EXPECT_TRUE(row.isClass(block.get())) << row.id;
+        const PSDResourceBlock& object = *block;
+        EXPECT_TRUE(typeid(object) == row.type) << row.id;
         EXPECT_EQ(block->GetResourceID(), row.builtId) << row.id;
         EXPECT_EQ(block->GetDataBlockSize(), row.dataSize) << row.id;
         EXPECT_EQ(block->GetResourceBlockSize(), row.dataSize == 0 ? 0u : row.dataSize + 12) << row.id;
