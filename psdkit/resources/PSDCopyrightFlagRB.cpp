@@ -17,17 +17,8 @@ void PSDCopyrightFlagRB::ReadDataBlock() {
 }
 
 void PSDCopyrightFlagRB::WriteResourceBlock() {
-    switch (SelectWriteForm(PAYLOAD_SIZE, false)) {
-        case WRITE_RAW: WriteRawResourceBlock(); break;
-        case WRITE_HEADER: WriteResourceBlockHeader(); break;
-        case WRITE_FIELDS: {
-            WriteResourceBlockHeader();
-            // The flag byte and the pad byte that evens the payload.
-            const char payload[2] = {static_cast<char>(Flag ? 1 : 0), 0};
-            GetOutputStream()->write(payload, 2);
-            break;
-        }
-    }
+    const char payload[PAYLOAD_SIZE] = {static_cast<char>(Flag ? 1 : 0)};
+    WriteSelectedForm(payload, PAYLOAD_SIZE, false);
 }
 
 }  // namespace psdkit

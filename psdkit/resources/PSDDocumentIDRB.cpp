@@ -26,14 +26,9 @@ void PSDDocumentIDRB::ReadDataBlock() {
 }
 
 void PSDDocumentIDRB::WriteResourceBlock() {
-    if (SelectWriteForm(PAYLOAD_SIZE, true) == WRITE_RAW) {
-        WriteRawResourceBlock();
-        return;
-    }
-    WriteResourceBlockHeader();
-    char buffer[PAYLOAD_SIZE];
-    PSDUtil::LongToBuffer(DocumentID, buffer);
-    GetOutputStream()->write(buffer, PAYLOAD_SIZE);
+    char payload[PAYLOAD_SIZE];
+    PSDUtil::LongToBuffer(DocumentID, payload);
+    WriteSelectedForm(payload, PAYLOAD_SIZE, true);
 }
 
 }  // namespace psdkit

@@ -22,17 +22,9 @@ void PSDGlobalAngleRB::ReadDataBlock() {
 }
 
 void PSDGlobalAngleRB::WriteResourceBlock() {
-    switch (SelectWriteForm(PAYLOAD_SIZE, false)) {
-        case WRITE_RAW: WriteRawResourceBlock(); break;
-        case WRITE_HEADER: WriteResourceBlockHeader(); break;
-        case WRITE_FIELDS: {
-            WriteResourceBlockHeader();
-            char buffer[PAYLOAD_SIZE];
-            PSDUtil::LongToBuffer(Angle, buffer);
-            GetOutputStream()->write(buffer, PAYLOAD_SIZE);
-            break;
-        }
-    }
+    char payload[PAYLOAD_SIZE];
+    PSDUtil::LongToBuffer(Angle, payload);
+    WriteSelectedForm(payload, PAYLOAD_SIZE, false);
 }
 
 }  // namespace psdkit

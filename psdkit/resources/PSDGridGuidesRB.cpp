@@ -30,20 +30,12 @@ void PSDGridGuidesRB::ReadDataBlock() {
 }
 
 void PSDGridGuidesRB::WriteResourceBlock() {
-    switch (SelectWriteForm(PAYLOAD_SIZE, false)) {
-        case WRITE_RAW: WriteRawResourceBlock(); break;
-        case WRITE_HEADER: WriteResourceBlockHeader(); break;
-        case WRITE_FIELDS: {
-            WriteResourceBlockHeader();
-            char buffer[PAYLOAD_SIZE];
-            PSDUtil::LongToBuffer(Version, buffer);
-            PSDUtil::LongToBuffer(GridCycleX, buffer + 4);
-            PSDUtil::LongToBuffer(GridCycleY, buffer + 8);
-            PSDUtil::LongToBuffer(GuideCount, buffer + 12);
-            GetOutputStream()->write(buffer, PAYLOAD_SIZE);
-            break;
-        }
-    }
+    char payload[PAYLOAD_SIZE];
+    PSDUtil::LongToBuffer(Version, payload);
+    PSDUtil::LongToBuffer(GridCycleX, payload + 4);
+    PSDUtil::LongToBuffer(GridCycleY, payload + 8);
+    PSDUtil::LongToBuffer(GuideCount, payload + 12);
+    WriteSelectedForm(payload, PAYLOAD_SIZE, false);
 }
 
 }  // namespace psdkit

@@ -23,17 +23,9 @@ void PSDLayerStateInfoRB::ReadDataBlock() {
 }
 
 void PSDLayerStateInfoRB::WriteResourceBlock() {
-    switch (SelectWriteForm(PAYLOAD_SIZE, false)) {
-        case WRITE_RAW: WriteRawResourceBlock(); break;
-        case WRITE_HEADER: WriteResourceBlockHeader(); break;
-        case WRITE_FIELDS: {
-            WriteResourceBlockHeader();
-            char buffer[PAYLOAD_SIZE];
-            PSDUtil::ShortToBuffer(TargetLayer, buffer);
-            GetOutputStream()->write(buffer, PAYLOAD_SIZE);
-            break;
-        }
-    }
+    char payload[PAYLOAD_SIZE];
+    PSDUtil::ShortToBuffer(TargetLayer, payload);
+    WriteSelectedForm(payload, PAYLOAD_SIZE, false);
 }
 
 }  // namespace psdkit

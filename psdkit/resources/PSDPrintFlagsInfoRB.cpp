@@ -33,21 +33,13 @@ void PSDPrintFlagsInfoRB::ReadDataBlock() {
 }
 
 void PSDPrintFlagsInfoRB::WriteResourceBlock() {
-    switch (SelectWriteForm(PAYLOAD_SIZE, false)) {
-        case WRITE_RAW: WriteRawResourceBlock(); break;
-        case WRITE_HEADER: WriteResourceBlockHeader(); break;
-        case WRITE_FIELDS: {
-            WriteResourceBlockHeader();
-            char payload[PAYLOAD_SIZE] = {0};
-            // Files carry version 1 in the first two bytes.
-            PSDUtil::ShortToBuffer(1, payload);
-            payload[2] = CenterCropMarks ? 1 : 0;
-            PSDUtil::LongToBuffer(BleedWidthValue, payload + 4);
-            PSDUtil::ShortToBuffer(BleedWidthScale, payload + 8);
-            GetOutputStream()->write(payload, PAYLOAD_SIZE);
-            break;
-        }
-    }
+    char payload[PAYLOAD_SIZE] = {0};
+    // Files carry version 1 in the first two bytes.
+    PSDUtil::ShortToBuffer(1, payload);
+    payload[2] = CenterCropMarks ? 1 : 0;
+    PSDUtil::LongToBuffer(BleedWidthValue, payload + 4);
+    PSDUtil::ShortToBuffer(BleedWidthScale, payload + 8);
+    WriteSelectedForm(payload, PAYLOAD_SIZE, false);
 }
 
 }  // namespace psdkit

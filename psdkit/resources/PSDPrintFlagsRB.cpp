@@ -64,22 +64,14 @@ void PSDPrintFlagsRB::ReadDataBlock() {
 }
 
 void PSDPrintFlagsRB::WriteResourceBlock() {
-    switch (SelectWriteForm(PAYLOAD_SIZE, false)) {
-        case WRITE_RAW: WriteRawResourceBlock(); break;
-        case WRITE_HEADER: WriteResourceBlockHeader(); break;
-        case WRITE_FIELDS: {
-            WriteResourceBlockHeader();
-            // Bytes that no field holds go out as 0.
-            char payload[PAYLOAD_SIZE] = {0};
-            payload[LABELS_BYTE] = PrintLabels ? 1 : 0;
-            payload[CROP_MARKS_BYTE] = PrintCropMarks ? 1 : 0;
-            payload[REGISTRATION_MARKS_BYTE] = PrintRegistrationMarks ? 1 : 0;
-            payload[NEGATIVE_BYTE] = PrintNegative ? 1 : 0;
-            payload[CAPTION_BYTE] = PrintCaption ? 1 : 0;
-            GetOutputStream()->write(payload, PAYLOAD_SIZE);
-            break;
-        }
-    }
+    // Bytes that no field holds go out as 0.
+    char payload[PAYLOAD_SIZE] = {0};
+    payload[LABELS_BYTE] = PrintLabels ? 1 : 0;
+    payload[CROP_MARKS_BYTE] = PrintCropMarks ? 1 : 0;
+    payload[REGISTRATION_MARKS_BYTE] = PrintRegistrationMarks ? 1 : 0;
+    payload[NEGATIVE_BYTE] = PrintNegative ? 1 : 0;
+    payload[CAPTION_BYTE] = PrintCaption ? 1 : 0;
+    WriteSelectedForm(payload, PAYLOAD_SIZE, false);
 }
 
 }  // namespace psdkit

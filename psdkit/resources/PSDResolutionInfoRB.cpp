@@ -87,16 +87,11 @@ void PSDResolutionInfoRB::ReadDataBlock() {
 }
 
 void PSDResolutionInfoRB::WriteResourceBlock() {
-    if (SelectWriteForm(PAYLOAD_SIZE, true) == WRITE_RAW) {
-        WriteRawResourceBlock();
-        return;
-    }
-    WriteResourceBlockHeader();
     const unsigned short fields[8] = {HorizResolution, HorizFraction, HorizResolutionUnits, WidthUnits,
                                       VertResolution,  VertFraction,  VertResolutionUnits,  HeightUnits};
-    char buffer[PAYLOAD_SIZE];
-    for (int i = 0; i < 8; ++i) PSDUtil::ShortToBuffer(fields[i], buffer + 2 * i);
-    GetOutputStream()->write(buffer, PAYLOAD_SIZE);
+    char payload[PAYLOAD_SIZE];
+    for (int i = 0; i < 8; ++i) PSDUtil::ShortToBuffer(fields[i], payload + 2 * i);
+    WriteSelectedForm(payload, PAYLOAD_SIZE, true);
 }
 
 }  // namespace psdkit

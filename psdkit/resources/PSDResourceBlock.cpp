@@ -260,6 +260,18 @@ PSDResourceBlock::WriteForm PSDResourceBlock::SelectWriteForm(unsigned long payl
     return SizesFitPayload(payload) ? WRITE_FIELDS : WRITE_RAW;
 }
 
+void PSDResourceBlock::WriteSelectedForm(const char* payload, unsigned long size, bool fieldsWhenRead) {
+    switch (SelectWriteForm(size, fieldsWhenRead)) {
+        case WRITE_RAW: WriteRawResourceBlock(); break;
+        case WRITE_HEADER: WriteResourceBlockHeader(); break;
+        case WRITE_FIELDS:
+            WriteResourceBlockHeader();
+            if (size != 0) OutputStream->write(payload, static_cast<std::streamsize>(size));
+            if (size & 1) WriteZeros(1);  // the pad byte that evens the payload
+            break;
+    }
+}
+
 unsigned long PSDResourceBlock::ReadablePayloadSize() const {
     if (DataBlock == nullptr) return 0;
     return DataBlockSize < DataBlockCapacity ? DataBlockSize : DataBlockCapacity;

@@ -133,6 +133,9 @@ protected:
     // back raw unless `fieldsWhenRead`; other blocks encode their fields when
     // their sizes describe exactly that, and are written raw otherwise.
     WriteForm SelectWriteForm(unsigned long payload, bool fieldsWhenRead) const;
+    // Writes the block in the form SelectWriteForm picks: raw, the header
+    // alone, or the header and `payload`, the fields in the reader's layout.
+    void WriteSelectedForm(const char* payload, unsigned long size, bool fieldsWhenRead);
 
     // True when the block holds a payload taken from a file.
     bool HoldsReadPayload() const { return DataBlock != nullptr; }
