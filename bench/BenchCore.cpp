@@ -166,8 +166,8 @@ void BM_OpenReadFilePeakMemory(benchmark::State& state) {
 
 }  // namespace
 
-BENCHMARK(BM_OpenReadFile)->Unit(benchmark::kMillisecond)->UseManualTime()->MinTime(2);
+BENCHMARK(BM_OpenReadFile)->Unit(benchmark::kMillisecond)->UseManualTime()->MinTime(3);
 BENCHMARK(BM_OpenReadFilePeakMemory)->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
-BENCHMARK(BM_SetImageData)->Unit(benchmark::kMillisecond)->UseManualTime()->MinTime(2);
-BENCHMARK(BM_SetPlanarImageData)->Unit(benchmark::kMillisecond)->UseManualTime()->MinTime(2);
-BENCHMARK(BM_CommitWriteFile)->Unit(benchmark::kMillisecond)->UseManualTime()->MinTime(2);
+BENCHMARK(BM_SetImageData)->Unit(benchmark::kMillisecond)->UseManualTime()->MinTime(3);
+BENCHMARK(BM_SetPlanarImageData)->Unit(benchmark::kMillisecond)->UseManualTime()->MinTime(3);
+BENCHMARK(BM_CommitWriteFile)->Unit(benchmark::kMillisecond)->UseManualTime()->MinTime(3);

@@ -24,22 +24,23 @@ std::string ScratchPath(const std::string& name) {
 }
 
 void RunAgainstBaseline(benchmark::State& state, const std::function<void()>& baseline,
-                        const std::function<void()>& subject) {
+                        const std::function<void()>& subject, int repeats) {
     using Clock = std::chrono::steady_clock;
+    auto timed = [repeats](const std::function<void()>& body) {
+        body();  // warm-up, untimed
+        Clock::time_point start = Clock::now();
+        for (int i = 0; i < repeats; ++i) body();
+        return std::chrono::duration<double>(Clock::now() - start).count();
+    };
     double baselineSeconds = 0, subjectSeconds = 0;
     for (auto _ : state) {
-        Clock::time_point t0 = Clock::now();
-        baseline();
-        Clock::time_point t1 = Clock::now();
-        subject();
-        Clock::time_point t2 = Clock::now();
-        double b = std::chrono::duration<double>(t1 - t0).count();
-        double s = std::chrono::duration<double>(t2 - t1).count();
-        baselineSeconds += b;
+        baselineSeconds += timed(baseline);
+        double s = timed(subject);
         subjectSeconds += s;
-        state.SetIterationTime(s);
+        state.SetIterationTime(s / repeats);
     }
-    state.counters["baseline_ms"] = benchmark::Counter(baselineSeconds * 1e3 / static_cast<double>(state.iterations()));
+    double calls = static_cast<double>(state.iterations()) * repeats;
+    state.counters["baseline_ms"] = benchmark::Counter(baselineSeconds * 1e3 / calls);
     state.counters["ratio"] = baselineSeconds > 0 ? subjectSeconds / baselineSeconds : 0;
 }
 

@@ -17,11 +17,12 @@ std::vector<char> MakePlanes(unsigned long width, unsigned long height);
 // A path in the scratch directory ($PSDKIT_BENCH_DIR or /tmp).
 std::string ScratchPath(const std::string& name);
 
-// Runs `baseline` and `subject` alternately once per iteration, so both see the
-// same machine state. The iteration time is the subject's; the counter
-// "ratio" is the subject's total time over the baseline's.
+// Runs `baseline` and `subject` in turn within each iteration, each first once
+// untimed (so neither pays for the memory state the other left behind) and
+// then `repeats` times timed. The iteration time is the subject's mean; the
+// counter "ratio" is the subject's total time over the baseline's.
 void RunAgainstBaseline(benchmark::State& state, const std::function<void()>& baseline,
-                        const std::function<void()>& subject);
+                        const std::function<void()>& subject, int repeats = 3);
 
 }  // namespace psdbench
 
