@@ -1,4 +1,7 @@
-// The layer model: records, entries, counters and the compression lookup.
+// The layer model, the written section and the display texts.
+
+#include <fstream>
+#include <string>
 
 #include "psdkit/psdkit.h"
 #include "support/TestSupport.h"
@@ -7,210 +10,127 @@ using psdkit::PSDLayers;
 
 namespace {
 
-TEST(LayerModel, AddReturnsTheIndexAndRaisesTheCounter) {
-    PSDLayers layers;
-    EXPECT_EQ(layers.GetLayerCount(), 0);
-    EXPECT_EQ(layers.GetLayerInfoSize(), 0u);
-    EXPECT_EQ(layers.GetGlobalLayerMaskLength(), 0u);
-    EXPECT_EQ(layers.AddLayerRecord(), 0);
-    EXPECT_EQ(layers.AddLayerRecord(), 1);
-    EXPECT_EQ(layers.GetLayerCount(), 2);
-
-    EXPECT_EQ(layers.AddChannelInfoRecord(1), 0);
-    EXPECT_EQ(layers.AddChannelInfoRecord(1), 1);
-    EXPECT_EQ(layers.GetLayerRecordNumChannels(1), 2);
-    EXPECT_EQ(layers.GetLayerRecordNumChannels(0), 0);
-    EXPECT_EQ(layers.AddBlendingChannel(0), 0);
-    EXPECT_EQ(layers.GetLayerRecordBlendingNumChannels(0), 1u);
-    EXPECT_EQ(layers.AddGenericLayerAdjustment(0), 0);
-    EXPECT_EQ(layers.AddUnicodeLayer(0), 1);
-    EXPECT_EQ(layers.AddGenericLayerAdjustment(0), 2);
-    EXPECT_EQ(layers.GetLayerRecordNumAdjustments(0), 3);
-
-    // New entries are zero; the unicode entry reads like any other.
-    EXPECT_STREQ(layers.GetLayerRecordLayerName(0), "");
-    EXPECT_EQ(layers.GetLayerRecordMaskTop(0), 0u);
-    EXPECT_EQ(layers.GetLayerRecordChannelInfoChannelLength(1, 1), 0u);
-    EXPECT_EQ(layers.GetLayerRecordBlendingChannelSrc(0, 0), 0u);
-    EXPECT_EQ(layers.GetLayerRecordAdjustmentKey(1, 0), 0u);
+unsigned long Key(const char* four) {
+    unsigned long key = 0;
+    for (int i = 0; i < 4; ++i) key = key << 8 | static_cast<unsigned char>(four[i]);
+    return key;
 }
 
-TEST(LayerModel, ValuesStayWithTheirLayerAndEntry) {
+TEST(LayerModel, EveryChannelHasACodeOfItsOwnAndNoRecordIsWritten) {
     PSDLayers layers;
-    for (int i = 0; i < 2; ++i) {
-        unsigned short layer = layers.AddLayerRecord();
-        layers.AddChannelInfoRecord(layer);
-        layers.AddChannelInfoRecord(layer);
-        layers.AddUnicodeLayer(layer);
-        layers.AddGenericLayerAdjustment(layer);
-        layers.AddBlendingChannel(layer);
-        layers.AddBlendingChannel(layer);
+    for (unsigned short l = 0; l < 2; ++l) {
+        EXPECT_EQ(layers.AddLayerRecord(), l);
+        for (unsigned short c = 0; c < 4; ++c) EXPECT_EQ(layers.AddChannelInfoRecord(l), c);
     }
-    layers.SetLayerRecordLayerTop(0xFFFFFFFF, 1);
-    layers.SetLayerRecordMaskTop(0x11, 1);
-    layers.SetLayerRecordChannelInfoChannelID(0xFFFF, 1, 1);
-    layers.SetLayerRecordChannelInfoChannelLength(1234, 1, 1);
-    layers.SetLayerRecordAdjustmentKey(PSDLayers::LAYER_KEY_LAYER_ID, 1, 1);
-    layers.SetLayerRecordAdjustmentLength(24, 1, 1);
-    layers.SetLayerRecordBlendingChannelDest(8, 1, 1);
-    EXPECT_EQ(layers.GetLayerRecordLayerTop(1), 0xFFFFFFFFu);
-    EXPECT_EQ(layers.GetLayerRecordMaskTop(1), 0x11u);
-    EXPECT_EQ(layers.GetLayerRecordChannelInfoChannelID(1, 1), 0xFFFF);
-    EXPECT_EQ(layers.GetLayerRecordChannelInfoChannelLength(1, 1), 1234u);
-    EXPECT_EQ(layers.GetLayerRecordAdjustmentKey(1, 1), PSDLayers::LAYER_KEY_LAYER_ID);
-    EXPECT_EQ(layers.GetLayerRecordAdjustmentLength(1, 1), 24u);
-    EXPECT_EQ(layers.GetLayerRecordBlendingChannelDest(1, 1), 8u);
-    // Neither the other layer nor the other entries changed.
-    EXPECT_EQ(layers.GetLayerRecordLayerTop(0), 0u);
-    EXPECT_EQ(layers.GetLayerRecordChannelInfoChannelID(0, 1), 0);
-    EXPECT_EQ(layers.GetLayerRecordChannelInfoChannelLength(1, 0), 0u);
-    EXPECT_EQ(layers.GetLayerRecordAdjustmentKey(0, 1), 0u);
-    EXPECT_EQ(layers.GetLayerRecordBlendingChannelDest(0, 1), 0u);
-    EXPECT_EQ(layers.GetLayerRecordBlendingChannelSrc(1, 1), 0u);
-}
-
-TEST(LayerModel, ByteFieldsAreSignedChars) {
-    PSDLayers layers;
-    layers.AddLayerRecord();
-    layers.SetLayerRecordOpacity(static_cast<char>(255), 0);
-    layers.SetLayerRecordFlags(static_cast<char>(0x80), 0);
-    EXPECT_EQ(static_cast<int>(layers.GetLayerRecordOpacity(0)), -1);
-    EXPECT_EQ(static_cast<int>(layers.GetLayerRecordFlags(0)), -128);
-}
-
-TEST(LayerModel, CountersChangeAlone) {
-    PSDLayers layers;
-    layers.AddLayerRecord();
-    layers.SetLayerCount(9);
-    layers.SetLayerRecordNumAdjustments(4, 0);
-    layers.SetLayerRecordBlendingNumChannels(6, 0);
-    EXPECT_EQ(layers.GetLayerCount(), 9);
-    EXPECT_EQ(layers.GetLayerRecordNumAdjustments(0), 4);
-    EXPECT_EQ(layers.GetLayerRecordBlendingNumChannels(0), 6u);
-
-    layers.SetGlobalLayerMaskLength(16);
-    layers.ClearGlobalLayerMask();
-    EXPECT_EQ(layers.GetGlobalLayerMaskLength(), 0u);
-}
-
-TEST(LayerModel, Names) {
-    PSDLayers layers;
-    layers.AddLayerRecord();
-    layers.SetLayerRecordLayerName("Background", 0);
-    EXPECT_STREQ(layers.GetLayerRecordLayerName(0), "Background");
-    layers.SetLayerRecordLayerName("ab", 0);
-    EXPECT_STREQ(layers.GetLayerRecordLayerName(0), "ab");
-    layers.SetLayerRecordLayerName(nullptr, 0);
-    EXPECT_STREQ(layers.GetLayerRecordLayerName(0), "");
-
-    std::string longest(255, 'n');
-    layers.SetLayerRecordLayerName(longest.c_str(), 0);
-    EXPECT_EQ(std::string(layers.GetLayerRecordLayerName(0)), longest);
-    // Longer texts are cut to the field.
-    std::string tooLong(300, 'x');
-    layers.SetLayerRecordLayerName(tooLong.c_str(), 0);
-    EXPECT_EQ(std::string(layers.GetLayerRecordLayerName(0)), std::string(255, 'x'));
-}
-
-// Adds `channels[l]` channels to layer l and a code for each, in walk order.
-void Build(PSDLayers& layers, const std::vector<unsigned short>& channels) {
-    for (unsigned short count : channels) {
-        unsigned short layer = layers.AddLayerRecord();
-        for (unsigned short c = 0; c < count; ++c) layers.AddChannelInfoRecord(layer);
-    }
-    for (std::size_t l = 0; l < channels.size(); ++l)
-        for (unsigned short c = 0; c < channels[l]; ++c) layers.AddLayerImageData(static_cast<unsigned short>(l));
-}
-
-TEST(LayerModel, EveryChannelHasACodeOfItsOwn) {
-    PSDLayers threeLayers;
-    Build(threeLayers, {1, 1, 1});
-    for (unsigned short l = 0; l < 3; ++l) threeLayers.SetLayerRecordImageDataCompression(l + 1, 0, l);
-    for (unsigned short l = 0; l < 3; ++l) EXPECT_EQ(threeLayers.GetLayerRecordImageDataCompression(0, l), l + 1);
-
-    PSDLayers twoLayers;
-    Build(twoLayers, {4, 4});
-    for (unsigned short l = 0; l < 2; ++l)
-        for (unsigned short c = 0; c < 4; ++c) twoLayers.SetLayerRecordImageDataCompression(10 * l + c, c, l);
-    for (unsigned short l = 0; l < 2; ++l)
-        for (unsigned short c = 0; c < 4; ++c) EXPECT_EQ(twoLayers.GetLayerRecordImageDataCompression(c, l), 10 * l + c);
-
-    // Layers without channels take no place in the list.
-    PSDLayers mixed;
-    Build(mixed, {2, 0, 3, 0, 1});
-    for (unsigned short l = 0; l < 5; ++l)
-        for (unsigned short c = 0; c < mixed.GetLayerRecordNumChannels(l); ++c)
-            mixed.SetLayerRecordImageDataCompression(100 * l + c, c, l);
-    EXPECT_EQ(mixed.GetLayerRecordImageDataCompression(1, 0), 1);
-    EXPECT_EQ(mixed.GetLayerRecordImageDataCompression(0, 2), 200);
-    EXPECT_EQ(mixed.GetLayerRecordImageDataCompression(2, 2), 202);
-    EXPECT_EQ(mixed.GetLayerRecordImageDataCompression(0, 4), 400);
-}
-
-TEST(LayerModel, TheLookupFollowsChannelCountsThatChange) {
-    PSDLayers layers;
-    Build(layers, {2, 2, 2});
-    for (unsigned short i = 0; i < 6; ++i) layers.SetLayerRecordImageDataCompression(i, i % 2, i / 2);
-    EXPECT_EQ(layers.GetLayerRecordImageDataCompression(0, 2), 4);
-    // The code of channel c of layer l stands behind the channels of the
-    // layers before it, by their counters.
-    layers.SetLayerRecordNumChannels(1, 0);
-    EXPECT_EQ(layers.GetLayerRecordImageDataCompression(0, 1), 1);
-    EXPECT_EQ(layers.GetLayerRecordImageDataCompression(0, 2), 3);
-    layers.AddChannelInfoRecord(0);
-    EXPECT_EQ(layers.GetLayerRecordImageDataCompression(0, 2), 4);
-    // A new layer behind the others starts behind all their channels.
-    unsigned short last = layers.AddLayerRecord();
-    layers.AddChannelInfoRecord(last);
-    layers.AddLayerImageData(last);
-    layers.SetLayerRecordImageDataCompression(9, 0, last);
-    EXPECT_EQ(layers.GetLayerRecordImageDataCompression(0, last), 9);
-    EXPECT_EQ(layers.GetLayerRecordImageDataCompression(1, 2), 5);
-}
-
-TEST(LayerModel, AChannelWithoutACodeReadsZero) {
-    PSDLayers layers;
-    layers.AddLayerRecord();
-    layers.AddChannelInfoRecord(0);
-    layers.SetLayerRecordImageDataCompression(3, 0, 0);
-    EXPECT_EQ(layers.GetLayerRecordImageDataCompression(0, 0), 0);
-    EXPECT_STREQ(layers.GetLayerRecordImageDataCompressionAsName(0, 0), "Raw");
-}
-
-TEST(LayerModel, AllocateGivesZeroedEntriesAndFreeReleasesThem) {
-    psdkit::LayerRecord* record = PSDLayers::AllocateLayerRecord();
-    EXPECT_EQ(record->NumChannels, 0);
-    EXPECT_EQ(record->LayerName[0], 0);
-    // A record releases what it holds (checked by the leak checkers).
-    record->Channels.push_back(PSDLayers::AllocateChannelInfoRecord());
-    record->BlendingChannels.push_back(PSDLayers::AllocateBlendingChannel());
-    record->Adjustments.push_back(PSDLayers::AllocateUnicodeLayer());
-    record->Adjustments.push_back(PSDLayers::AllocateGenericLayerAdjustment());
-    PSDLayers::FreeLayerRecord(record);
-
-    psdkit::LayerMask* mask = PSDLayers::AllocateLayerMask();
-    EXPECT_EQ(mask->MaskSize, 0u);
-    EXPECT_EQ(mask->MaskTop, 0u);
-    PSDLayers::FreeLayerMask(mask);
-    PSDLayers::FreeChannelInfoRecord(PSDLayers::AllocateChannelInfoRecord());
-
-    PSDLayers::FreeLayerRecord(nullptr);
-    PSDLayers::FreeChannelInfoRecord(nullptr);
-    PSDLayers::FreeLayerMask(nullptr);
-}
-
-TEST(LayerModel, AWrittenFileHasAnEmptyLayerSection) {
-    // Whatever the model holds, the section is written as a zero length.
+    for (unsigned short i = 0; i < 8; ++i) layers.AddLayerImageData(i / 4);
+    for (unsigned short i = 0; i < 8; ++i) layers.SetLayerRecordImageDataCompression(i, i % 4, i / 4);
+    for (unsigned short i = 0; i < 8; ++i) EXPECT_EQ(layers.GetLayerRecordImageDataCompression(i % 4, i / 4), i);
+    // The lookup goes by the channel counters, not by the lists.
+    layers.SetLayerRecordNumChannels(3, 0);
+    EXPECT_EQ(layers.GetLayerRecordImageDataCompression(0, 1), 3);
+    // Whatever the model holds, the section is written empty.
     psdtest::TempDir dir;
-    std::string path = dir.Path("out.bin");
-    std::ofstream out(path, std::ios_base::binary);
-    PSDLayers layers;
-    layers.AddLayerRecord();
+    std::ofstream out(dir.Path("out.bin"), std::ios_base::binary);
     layers.SetStreams(nullptr, &out);
     EXPECT_TRUE(layers.WriteSection());
     out.close();
-    std::vector<char> written = psdtest::ReadFile(path);
-    EXPECT_EQ(written, std::vector<char>(4, 0));
+    EXPECT_EQ(psdtest::ReadFile(dir.Path("out.bin")), std::vector<char>(4, 0));
+}
+
+TEST(LayerNames, TextsFromTheTables) {
+    using P = PSDLayers;
+    struct KeyText {
+        const char* key;
+        unsigned long constant;  // 0: in neither table
+        const char* text;
+    };
+    const KeyText blendModes[] = {
+        {"norm", P::BLEND_MODE_KEY_NORMAL, "normal"}, {"dark", P::BLEND_MODE_KEY_DARK, "dark"},
+        {"lite", P::BLEND_MODE_KEY_LITE, "lite"}, {"hue ", P::BLEND_MODE_KEY_HUE, "hue "},
+        {"sat ", P::BLEND_MODE_KEY_SATURATION, "saturation"}, {"colr", P::BLEND_MODE_KEY_COLOR, "color"},
+        {"lum ", P::BLEND_MODE_KEY_LUMINOSITY, "luminosity"}, {"mul ", P::BLEND_MODE_KEY_MULTIPLY, "multiply"},
+        {"scrn", P::BLEND_MODE_KEY_SCREEN, "screen"}, {"diss", P::BLEND_MODE_KEY_DISSOLVE, "dissolve"},
+        {"over", P::BLEND_MODE_KEY_OVERLAY, "overlay"}, {"hLit", P::BLEND_MODE_KEY_HARDLIGHT, "hard light"},
+        {"sLit", P::BLEND_MODE_KEY_SOFTLIGHT, "soft light"}, {"diff", P::BLEND_MODE_KEY_DIFERENCE, "difference"},
+        {"smud", P::BLEND_MODE_KEY_EXCLUSION, "exclusion"}, {"div ", P::BLEND_MODE_KEY_COLORDODGE, "color dodge"},
+        {"idiv", P::BLEND_MODE_KEY_COLORBURN, "color burn"}, {"mron", 0, "Invalid"}, {"pass", 0, "Invalid"}};
+    const KeyText entries[] = {
+        {"levl", P::LAYER_KEY_ADJUSTMENT_INFO_LEVELS, "level"},
+        {"curv", P::LAYER_KEY_ADJUSTMENT_INFO_CURVES, "curve"},
+        {"brit", P::LAYER_KEY_ADJUSTMENT_INFO_BRIGHTNESS, "brightness"},
+        {"blnc", P::LAYER_KEY_ADJUSTMENT_INFO_COLORBALANCE, "color balance"},
+        {"hue ", P::LAYER_KEY_ADJUSTMENT_INFO_OLD_HUESAURATION, "old hue/saturation"},
+        {"hue2", P::LAYER_KEY_ADJUSTMENT_INFO_NEW_HUESAURATION, "new hue/saturation"},
+        {"selc", P::LAYER_KEY_ADJUSTMENT_INFO_SELECTIVECOLOR, "selective color"},
+        {"thrs", P::LAYER_KEY_ADJUSTMENT_INFO_THRESHOLD, "threshold"},
+        {"nvrt", P::LAYER_KEY_ADJUSTMENT_INFO_INVERT, "invert"},
+        {"post", P::LAYER_KEY_ADJUSTMENT_INFO_POSTERIZE, "posterize"},
+        {"lrFX", P::LAYER_KEY_EFFECTS_LAYER_INFO, "effects layer"}, {"tySh", P::LAYER_KEY_TOOL_TYPE_INFO, "tool type"},
+        {"luni", P::LAYER_KEY_UNICODE_LAYER_NAME, "unicode layer name"}, {"lyid", P::LAYER_KEY_LAYER_ID, "layer ID"},
+        {"lsct", 0, "Unknown"}, {"norm", 0, "Unknown"}};
+    EXPECT_EQ((std::vector<int>{P::CLIPPING_BASE, P::CLIPPING_NON_BASE, P::LAYER_COMPRESSION_RAW,
+                                P::LAYER_COMPRESSION_RLE, P::LAYER_COMPRESSION_ZIP, P::LAYER_COMPRESSION_ZIP_PREDICTION,
+                                P::FLAG_TRANSPARENCY_PROTECTED, P::FLAG_VISIBLE, P::FLAG_OBSOLETE,
+                                P::FLAG_PHOTOSHOP5PLUS, P::FLAG_PIXELDATA_IRRELEVANT}),
+              (std::vector<int>{0, 1, 0, 1, 2, 3, 1, 2, 4, 8, 16}));
+    const std::pair<int, const char*> clipping[] = {{0, "Base"}, {1, "Non-Base"}, {2, "Invalid"}, {-1, "Invalid"}};
+    const std::pair<int, const char*> compression[] = {{0, "Raw"}, {1, "RLE"}, {2, "ZIP"}, {3, "ZIPw/Prediction"},
+                                                       {4, "Invalid"}, {0xFFFF, "Invalid"}};
+    const std::pair<int, const char*> flags[] = {
+        {0, ""}, {0xE0, ""}, {3, "Transparency Protected|Visible"}, {10, "Visible|Photoshop5+"}, {0x84, "Obsolete"},
+        {0xFF, "Transparency Protected|Visible|Obsolete|Photoshop5+|Pixel Data Irrelevant"}};
+    P layers;
+    layers.AddLayerRecord();
+    layers.AddChannelInfoRecord(0);
+    layers.AddLayerImageData(0);
+    layers.AddGenericLayerAdjustment(0);
+    for (const KeyText& row : blendModes) {
+        EXPECT_TRUE(row.constant == 0 || row.constant == Key(row.key)) << row.key;
+        layers.SetLayerRecordBlendModeKey(Key(row.key), 0);
+        EXPECT_STREQ(layers.GetLayerRecordBlendModeKeyAsName(0), row.text) << row.key;
+    }
+    for (const KeyText& row : entries) {
+        EXPECT_TRUE(row.constant == 0 || row.constant == Key(row.key)) << row.key;
+        layers.SetLayerRecordAdjustmentKey(Key(row.key), 0, 0);
+        EXPECT_STREQ(layers.GetLayerRecordAdjustmentKeyAsName(0, 0), row.text) << row.key;
+    }
+    for (const auto& row : clipping) {
+        layers.SetLayerRecordClipping(static_cast<char>(row.first), 0);
+        EXPECT_STREQ(layers.GetLayerRecordClippingAsName(0), row.second) << row.first;
+    }
+    for (const auto& row : compression) {
+        layers.SetLayerRecordImageDataCompression(static_cast<unsigned short>(row.first), 0, 0);
+        EXPECT_STREQ(layers.GetLayerRecordImageDataCompressionAsName(0, 0), row.second) << row.first;
+    }
+    for (const auto& row : flags) {
+        layers.SetLayerRecordFlags(static_cast<char>(row.first), 0);
+        EXPECT_STREQ(layers.GetLayerRecordFlagsAsName(0), row.second) << row.first;
+    }
+    // The flags are a plain char: 0xFF comes back as -1.
+    EXPECT_EQ(static_cast<int>(layers.GetLayerRecordFlags(0)), -1);
+}
+
+TEST(LayerNames, TextsBuiltInStaticBuffers) {
+    PSDLayers layers;
+    layers.AddLayerRecord();
+    layers.AddLayerRecord();
+    layers.AddGenericLayerAdjustment(0);
+    // A second call reuses the first one's buffer.
+    layers.SetLayerRecordFlags(2, 0);
+    layers.SetLayerRecordFlags(16, 1);
+    char* first = layers.GetLayerRecordFlagsAsName(0);
+    EXPECT_EQ(layers.GetLayerRecordFlagsAsName(1), first);
+    EXPECT_STREQ(first, "Pixel Data Irrelevant");
+    // Signatures read in file order, each operation in a buffer of its own;
+    // only the low 32 bits count, and a zero byte ends the text.
+    layers.SetLayerRecordBlendModeSignature(Key("8B64"), 0);
+    layers.SetLayerRecordAdjustmentSignature(0xFF00000000UL | Key("8BIM"), 0, 0);
+    char* blend = layers.GetLayerRecordBlendModeSignatureAsName(0);
+    EXPECT_STREQ(layers.GetLayerRecordAdjustmentSignatureAsName(0, 0), "8BIM");
+    EXPECT_STREQ(blend, "8B64");
+    layers.SetLayerRecordAdjustmentSignature(Key("ab\0d"), 0, 0);
+    EXPECT_STREQ(layers.GetLayerRecordAdjustmentSignatureAsName(0, 0), "d");
+    EXPECT_STREQ(layers.GetLayerRecordBlendModeSignatureAsName(1), "");
 }
 
 }  // namespace
