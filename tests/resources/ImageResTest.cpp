@@ -81,7 +81,7 @@ struct FailingBlock : PSDGenericResourceBlock {
 int FailingBlock::calls = 0;
 
 // Blocks read go back as read, or encoded where their sizes allow; a second read appends.
-TEST(ImageResWrite, SectionReadTwiceIsWrittenBackBlockForBlock) {
+TEST(ImageResWrite, BlocksGoBackBehindATrueLengthWordUntilTheStreamFails) {
     const std::vector<Bytes> blocks = {
         BlockBytes(1005, "", Bytes().u16(300).u16(0).u16(1).u16(2).u16(300).u16(0).u16(1).u16(2)),
         BlockBytes(1005, "res", Bytes().u16(150).zeros(14)),
