@@ -19,7 +19,9 @@ add_executable(test_robustness_sweep ${_psdkit_sweep_sources})
 target_link_libraries(test_robustness_sweep PRIVATE psdkit_psd_walk psdkit_alloc_counter psdkit_fuzz_support
                                                     psdkit_test_support GTest::gtest_main)
 add_dependencies(test_robustness_sweep psdkit-cli)
-gtest_discover_tests(test_robustness_sweep DISCOVERY_TIMEOUT 60 PROPERTIES LABELS sweep TIMEOUT 900)
+# Listed when ctest runs, so that a corpus named by PSDKIT_CORPUS then is the one swept.
+gtest_discover_tests(test_robustness_sweep DISCOVERY_TIMEOUT 60 DISCOVERY_MODE PRE_TEST
+  PROPERTIES LABELS sweep TIMEOUT 900)
 
 target_link_libraries(test_robustness PRIVATE psdkit_psd_walk)
 target_compile_definitions(test_robustness PRIVATE

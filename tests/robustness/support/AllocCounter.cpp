@@ -5,6 +5,8 @@
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <cstdlib>
+#include <cstring>
 
 #if defined(__SANITIZE_ADDRESS__)
 #define PSDTEST_ASAN 1
@@ -119,6 +121,15 @@ const char* psdtest::AllocCounter::Method() { return "interposed glibc malloc"; 
 #endif
 
 namespace psdtest {
+
+bool AllocCounter::Active() {
+    // valgrind preloads its allocator through LD_PRELOAD (vgpreload_*.so).
+    static const bool underValgrind = [] {
+        const char* preload = std::getenv("LD_PRELOAD");
+        return preload != nullptr && std::strstr(preload, "vgpreload") != nullptr;
+    }();
+    return !underValgrind;
+}
 
 long long AllocCounter::Current() { return current.load(std::memory_order_relaxed); }
 long long AllocCounter::Peak() { return peak.load(std::memory_order_relaxed); }

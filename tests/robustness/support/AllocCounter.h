@@ -15,6 +15,8 @@
 //   allocation hooks (__sanitizer_install_malloc_and_free_hooks) and sizes a
 //   release with __sanitizer_get_allocated_size.
 // No LD_PRELOAD and no glibc malloc hooks (removed from glibc) are involved.
+// Under valgrind, whose allocator replaces the executable's malloc as well,
+// nothing can be counted: Active() is false there.
 
 namespace psdtest {
 
@@ -26,6 +28,8 @@ public:
     // Highest value of Current() since the last ResetPeak().
     static long long Peak();
     static void ResetPeak();
+    // False where allocations cannot be counted (under valgrind).
+    static bool Active();
     // "interposed glibc malloc" or "AddressSanitizer hooks".
     static const char* Method();
 };
