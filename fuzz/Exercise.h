@@ -1,0 +1,21 @@
+#ifndef PSDKIT_FUZZ_EXERCISE_H
+#define PSDKIT_FUZZ_EXERCISE_H
+
+// Everything a host may ask of what a read produced, called the way a careful
+// host calls it: within the counts the objects give.
+
+#include "psdkit/psdkit.h"
+
+namespace psdfuzz {
+
+// Every block: its name, its report, its raw bytes.
+void ExerciseResources(psdkit::PSDImageRes* resources);
+// Every record, channel, blending range and additional-information entry,
+// with every AsName operation. Does nothing where the layer model is absent.
+void ExerciseLayers(psdkit::PSDLayers* layers);
+// The document's attributes, its composite, then the two above.
+void ExerciseDocument(psdkit::PhotoshopFile* document);
+
+}  // namespace psdfuzz
+
+#endif

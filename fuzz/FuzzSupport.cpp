@@ -1,0 +1,101 @@
+#include "FuzzSupport.h"
+
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <streambuf>
+
+namespace psdfuzz {
+
+namespace {
+
+// Takes every character and keeps none.
+class NullBuffer : public std::streambuf {
+protected:
+    int_type overflow(int_type c) override { return traits_type::not_eof(c); }
+    std::streamsize xsputn(const char*, std::streamsize n) override { return n; }
+};
+
+volatile unsigned long sink;
+
+}  // namespace
+
+void Init() {
+    static bool done = false;
+    if (done) return;
+    done = true;
+    // Never destroyed: std::cout is flushed at exit, after static objects go.
+    static NullBuffer* null = new NullBuffer;
+    std::cout.rdbuf(null);
+}
+
+MemFile::MemFile(const char* name) : fd(-1) {
+    path[0] = 0;
+#ifdef MFD_CLOEXEC
+    fd = memfd_create(name, MFD_CLOEXEC);
+#endif
+    if (fd >= 0) {
+        std::snprintf(path, sizeof path, "/proc/%d/fd/%d", static_cast<int>(getpid()), fd);
+        return;
+    }
+    std::snprintf(path, sizeof path, "/dev/shm/%s-XXXXXX", name);
+    fd = mkstemp(path);
+    if (fd < 0) {
+        std::snprintf(path, sizeof path, "/tmp/%s-XXXXXX", name);
+        fd = mkstemp(path);
+    }
+    if (fd < 0) {
+        std::fprintf(stderr, "psdkit fuzz: cannot make a file for the input\n");
+        std::abort();
+    }
+}
+
+MemFile::~MemFile() {
+    if (std::strncmp(path, "/proc/", 6) != 0) unlink(path);
+    close(fd);
+}
+
+bool MemFile::Put(const std::uint8_t* data, std::size_t size) {
+    if (ftruncate(fd, 0) != 0) return false;
+    std::size_t done = 0;
+    while (done < size) {
+        ssize_t n = pwrite(fd, data + done, size - done, static_cast<off_t>(done));
+        if (n <= 0) return false;
+        done += static_cast<std::size_t>(n);
+    }
+    return true;
+}
+
+bool MemFile::Clear() { return ftruncate(fd, 0) == 0; }
+
+std::size_t MemFile::Size() const {
+    struct stat info;
+    if (fstat(fd, &info) != 0) return 0;
+    return static_cast<std::size_t>(info.st_size);
+}
+
+void Use(const char* text) {
+    if (text != nullptr) sink = sink + std::strlen(text);
+}
+
+void Use(unsigned long value) { sink = sink + value; }
+
+void Use(double value) { sink = sink + (value > 0 ? 1 : 0); }
+
+void Touch(const char* data, unsigned long size) {
+    unsigned long sum = 0;
+    for (unsigned long i = 0; i < size; ++i) sum += static_cast<unsigned char>(data[i]);
+    sink = sink + sum;
+}
+
+void Fail(const char* what, unsigned long expected, unsigned long got) {
+    std::fprintf(stderr, "psdkit fuzz: %s (expected %lu, got %lu)\n", what, expected, got);
+    std::abort();
+}
+
+}  // namespace psdfuzz
