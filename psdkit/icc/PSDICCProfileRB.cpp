@@ -168,9 +168,10 @@ char CreationText[256];
 char VersionText[256];
 
 // Tags of a read profile may point at the same bytes, and each gets a copy of
-// its own. The copies together may take this many times the profile's bytes;
+// its own. The copies together may take the profile's bytes and this much
+// more (real profiles that share curves or tables need a few KB to 40 KB);
 // tags past that get no payload, so a small table cannot demand a huge sum.
-const unsigned long SHARED_DATA_FACTOR = 16;
+const unsigned long SHARED_DATA_SLACK = 64 * 1024;
 
 const char* SRGB_COPYRIGHT = "Copyright (c) 1998 Hewlett-Packard Company";
 const char* SRGB_DESCRIPTION = "sRGB IEC61966-2.1";
@@ -449,7 +450,7 @@ void PSDICCProfileRB::ReadDataBlock() {
     // Only the entries that lie within the block are tags.
     if (count > in.Remaining() / PSDICCTag::ICC_TAG_SIZE) count = in.Remaining() / PSDICCTag::ICC_TAG_SIZE;
 
-    unsigned long budget = size * SHARED_DATA_FACTOR;
+    unsigned long budget = size + SHARED_DATA_SLACK;
     NumTags = 0;
     for (unsigned long i = 0; i < count; ++i) {
         std::unique_ptr<PSDICCTag> tag(new PSDICCTag());
