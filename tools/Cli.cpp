@@ -39,6 +39,15 @@ void HexDump(const char* data, unsigned long length, const std::string& indent) 
     std::cout.flags(flags);
 }
 
+int ReadDocument(const std::string& path, PhotoshopFile* document) {
+    if (!PathExists(path)) return Fail(EXIT_FAILURE_RUN, path + ": no such file");
+    if (IsDirectory(path)) return Fail(EXIT_FAILURE_RUN, path + ": is a directory");
+    if (document->OpenReadFile(path.c_str())) return EXIT_OK;
+    if (!document->GetHeader()->IsValidHeader())
+        return Fail(EXIT_FAILURE_RUN, path + ": not a PSD file (bad header, or a PSB or damaged file)");
+    return Fail(EXIT_FAILURE_RUN, path + ": damaged PSD file (a section runs past the end of the file)");
+}
+
 bool WriteWholeFile(const std::string& path, const char* data, unsigned long length, bool force, std::string* error) {
     if (!force && PathExists(path)) {
         *error = path + ": file exists (use --force to overwrite)";

@@ -28,6 +28,11 @@ void HexDump(const char* data, unsigned long length, const std::string& indent);
 // partial file is removed.
 bool WriteWholeFile(const std::string& path, const char* data, unsigned long length, bool force, std::string* error);
 
+// Reads the PSD file at `path` into `document`. Returns EXIT_OK, or the exit
+// code after printing a one-line reason (missing, a directory, not a PSD
+// file, damaged).
+int ReadDocument(const std::string& path, PhotoshopFile* document);
+
 // The image resources part of `psdkit info`: every block in file order.
 void PrintResourcesReport(PSDImageRes* resources, bool raw);
 // The layers part of `psdkit info`.

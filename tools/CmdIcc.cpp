@@ -41,16 +41,10 @@ int RunIcc(const std::vector<std::string>& args) {
     if (paths.size() < 2) return Fail(EXIT_USAGE, "icc: needs FILE and OUT.icc (see psdkit icc --help)");
     const std::string& path = paths[0];
     const std::string& out = paths[1];
-    if (!PathExists(path)) return Fail(EXIT_FAILURE_RUN, path + ": no such file");
-    if (IsDirectory(path)) return Fail(EXIT_FAILURE_RUN, path + ": is a directory");
     if (!force && PathExists(out)) return Fail(EXIT_FAILURE_RUN, out + ": file exists (use --force to overwrite)");
 
     PhotoshopFile document;
-    if (!document.OpenReadFile(path.c_str())) {
-        if (!document.GetHeader()->IsValidHeader())
-            return Fail(EXIT_FAILURE_RUN, path + ": not a PSD file (bad header, or a PSB or damaged file)");
-        return Fail(EXIT_FAILURE_RUN, path + ": damaged PSD file (a section runs past the end of the file)");
-    }
+    if (int failed = ReadDocument(path, &document)) return failed;
 
     PSDImageRes* resources = document.GetImageResources();
     PSDResourceBlock* profile = nullptr;

@@ -38,15 +38,9 @@ int RunInfo(const std::vector<std::string>& args) {
         }
     }
     if (path.empty()) return Fail(EXIT_USAGE, "info: no file given (see psdkit info --help)");
-    if (!PathExists(path)) return Fail(EXIT_FAILURE_RUN, path + ": no such file");
-    if (IsDirectory(path)) return Fail(EXIT_FAILURE_RUN, path + ": is a directory");
 
     PhotoshopFile document;
-    if (!document.OpenReadFile(path.c_str())) {
-        if (!document.GetHeader()->IsValidHeader())
-            return Fail(EXIT_FAILURE_RUN, path + ": not a PSD file (bad header, or a PSB or damaged file)");
-        return Fail(EXIT_FAILURE_RUN, path + ": damaged PSD file (a section runs past the end of the file)");
-    }
+    if (int failed = ReadDocument(path, &document)) return failed;
 
     std::cout << "File: " << path << "\n";
     std::cout << "Header:\n";

@@ -39,17 +39,11 @@ int RunThumbnail(const std::vector<std::string>& args) {
     if (paths.size() != 2) return Fail(EXIT_USAGE, "thumbnail: give FILE and OUT.jpg (see psdkit thumbnail --help)");
     const std::string& path = paths[0];
     const std::string& output = paths[1];
-    if (!PathExists(path)) return Fail(EXIT_FAILURE_RUN, path + ": no such file");
-    if (IsDirectory(path)) return Fail(EXIT_FAILURE_RUN, path + ": is a directory");
     // Checked before reading, so a large file is not read for nothing.
     if (!force && PathExists(output)) return Fail(EXIT_FAILURE_RUN, output + ": file exists (use --force to overwrite)");
 
     PhotoshopFile document;
-    if (!document.OpenReadFile(path.c_str())) {
-        if (!document.GetHeader()->IsValidHeader())
-            return Fail(EXIT_FAILURE_RUN, path + ": not a PSD file (bad header, or a PSB or damaged file)");
-        return Fail(EXIT_FAILURE_RUN, path + ": damaged PSD file (a section runs past the end of the file)");
-    }
+    if (int failed = ReadDocument(path, &document)) return failed;
 
     PSDImageRes* resources = document.GetImageResources();
     PSDThumbnailRB* found = nullptr;
