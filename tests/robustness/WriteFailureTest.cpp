@@ -20,6 +20,11 @@
 #include "psdkit/psdkit.h"
 #include "support/TestSupport.h"
 
+#if __has_include("psdkit/thumbnail/PSDThumbnailRB.h")
+#include "psdkit/thumbnail/PSDThumbnailRB.h"
+#define PSDTEST_HAVE_THUMBNAIL 1
+#endif
+
 namespace {
 
 // Hands a valid document of width x height to `document` (opened on `path`)
@@ -95,6 +100,28 @@ std::string WritePpm(const psdtest::TempDir& dir, unsigned width, unsigned heigh
     return dir.Write("in.ppm", ppm);
 }
 
+// Files of this process end at `bytes` while the object lives.
+class SmallDisk {
+public:
+    explicit SmallDisk(rlim_t bytes) {
+        getrlimit(RLIMIT_FSIZE, &saved);
+        struct sigaction ignore = {};
+        ignore.sa_handler = SIG_IGN;
+        sigaction(SIGXFSZ, &ignore, &previous);
+        struct rlimit small = saved;
+        small.rlim_cur = bytes;
+        setrlimit(RLIMIT_FSIZE, &small);
+    }
+    ~SmallDisk() {
+        setrlimit(RLIMIT_FSIZE, &saved);
+        sigaction(SIGXFSZ, &previous, nullptr);
+    }
+
+private:
+    struct rlimit saved;
+    struct sigaction previous = {};
+};
+
 // A path whose directory the system never lets anyone create files in.
 const char* REFUSED_PATH = "/proc/psdkit-cannot-create.psd";
 
@@ -142,22 +169,33 @@ TEST(WriteFailure, ReadOnlyDirectoryFailsTheCommit) {
 
 TEST(WriteFailure, DiskFillingDuringTheWriteFailsTheCommit) {
     psdtest::TempDir dir;
-    struct rlimit saved;
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &saved), 0);
-    struct sigaction ignore = {}, previous = {};
-    ignore.sa_handler = SIG_IGN;
-    sigaction(SIGXFSZ, &ignore, &previous);
-    // Files of this process end at 8 KB: the header and the resources fit,
-    // the image data does not.
-    struct rlimit small = saved;
-    small.rlim_cur = 8192;
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-    bool committed = Commit(dir.Path("full.psd"), 256, 256);
-    setrlimit(RLIMIT_FSIZE, &saved);
-    sigaction(SIGXFSZ, &previous, nullptr);
+    bool committed;
+    {
+        // The header and the resources fit in 8 KB, the image data does not.
+        SmallDisk disk(8192);
+        committed = Commit(dir.Path("full.psd"), 256, 256);
+    }
     EXPECT_FALSE(committed);
     ExpectNextWriteWorks(dir);
 }
+
+#ifdef PSDTEST_HAVE_THUMBNAIL
+TEST(WriteFailure, ThumbnailEncodingOnAFullDiskFails) {
+    // The JPEG stream passes through a temporary file: when that cannot be
+    // written, libjpeg's error must come back as false, not end the process.
+    const unsigned long width = 300, height = 200;
+    std::vector<char> planes(3 * width * height);
+    for (std::size_t i = 0; i < planes.size(); ++i) planes[i] = static_cast<char>(i * 13);
+    for (rlim_t limit : {rlim_t(0), rlim_t(100), rlim_t(1000)}) {
+        SmallDisk disk(limit);
+        psdkit::PSDThumbnailRB thumbnail;
+        EXPECT_FALSE(thumbnail.CreateThumbnailFromData(112, width, height, planes.data())) << "limit " << limit;
+    }
+    psdkit::PSDThumbnailRB thumbnail;
+    EXPECT_TRUE(thumbnail.CreateThumbnailFromData(112, width, height, planes.data()));
+    EXPECT_EQ(thumbnail.GetWidth(), 112u);
+}
+#endif
 
 TEST(WriteFailure, SameDocumentWritesAfterAFailedCommit) {
     if (!psdtest::FileExists("/dev/full")) GTEST_SKIP() << "/dev/full is missing on this system";
