@@ -23,6 +23,11 @@ bool PathExists(const std::string& path) {
     return stat(path.c_str(), &info) == 0;
 }
 
+bool IsSpecialFile(const std::string& path) {
+    struct stat info;
+    return stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode);
+}
+
 bool IsDirectory(const std::string& path) {
     struct stat info;
     return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
@@ -49,6 +54,10 @@ int ReadDocument(const std::string& path, PhotoshopFile* document) {
 }
 
 bool WriteWholeFile(const std::string& path, const char* data, unsigned long length, bool force, std::string* error) {
+    if (IsSpecialFile(path)) {
+        *error = path + ": not a regular file; refusing to replace it";
+        return false;
+    }
     if (!force && PathExists(path)) {
         *error = path + ": file exists (use --force to overwrite)";
         return false;

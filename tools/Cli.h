@@ -21,6 +21,9 @@ int Fail(int code, const std::string& message);
 bool IsHelp(const std::string& argument);
 bool PathExists(const std::string& path);
 bool IsDirectory(const std::string& path);
+// True when `path` exists and is not a regular file (a directory, a device):
+// no output replaces such a thing, --force or not.
+bool IsSpecialFile(const std::string& path);
 // Prints `length` bytes as hex, 16 a line, each line indented by `indent`.
 void HexDump(const char* data, unsigned long length, const std::string& indent);
 // Writes `length` bytes to `path`, refusing to replace an existing file unless

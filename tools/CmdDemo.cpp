@@ -70,7 +70,7 @@ int RunDemo(const std::vector<std::string>& args) {
     }
     if (out.empty()) out = "psdkit-demo.psd";
     if (!force && PathExists(out)) return Fail(EXIT_FAILURE_RUN, out + ": file exists (use --force to overwrite)");
-    if (IsDirectory(out)) return Fail(EXIT_FAILURE_RUN, out + ": is a directory");
+    if (IsSpecialFile(out)) return Fail(EXIT_FAILURE_RUN, out + ": not a regular file; refusing to replace it");
 
     std::vector<char> red, green, blue;
     MakeDemoPlanes(&red, &green, &blue);

@@ -49,7 +49,7 @@ int RunWrite(const std::vector<std::string>& args) {
     if (out.empty()) return Fail(EXIT_USAGE, "write: no output file given (see psdkit write --help)");
     if (from.empty()) return Fail(EXIT_USAGE, "write: no source image given (--from IMAGE)");
     if (!force && PathExists(out)) return Fail(EXIT_FAILURE_RUN, out + ": file exists (use --force to overwrite)");
-    if (IsDirectory(out)) return Fail(EXIT_FAILURE_RUN, out + ": is a directory");
+    if (IsSpecialFile(out)) return Fail(EXIT_FAILURE_RUN, out + ": not a regular file; refusing to replace it");
 
     NetpbmImage image;
     std::string error;

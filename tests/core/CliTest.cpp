@@ -1,5 +1,7 @@
 // The psdkit tool: demo, info and write, and its answers to bad input.
 
+#include <sys/stat.h>
+
 #include <cstring>
 
 #include "psdkit/psdkit.h"
@@ -115,7 +117,9 @@ TEST(Cli, WriteRefusesAndLeavesFilesAlone) {
         {"write", existing, "--from", ppm},
         {"write", existing, "--force", "--from", dir.Path("none.ppm")},  // a failed forced write keeps the file
         {"write", out},
-        {"write", "--from", ppm}};
+        {"write", "--from", ppm},
+        {"write", "/dev/null", "--force", "--from", ppm},  // devices are never replaced
+        {"demo", "--force", "/dev/null"}};
     for (const psdtest::Bytes& image :
          {Netpbm('6', 4, 4, 1), psdtest::Bytes().str("P6\n4 x\n255\n").zeros(48),
           psdtest::Bytes().str("P3\n1 1\n255\n1 2 3\n"), psdtest::Bytes().str("P6\n1 1\n65535\n").zeros(6),
@@ -128,6 +132,10 @@ TEST(Cli, WriteRefusesAndLeavesFilesAlone) {
         EXPECT_FALSE(psdtest::FileExists(out));
         EXPECT_EQ(psdtest::ReadFile(existing), psdtest::Bytes().str("precious").data);
     }
+    EXPECT_FALSE(psdtest::ReadFile("/dev/null").size());
+    struct stat info;
+    ASSERT_EQ(stat("/dev/null", &info), 0);
+    EXPECT_TRUE(S_ISCHR(info.st_mode));
     ASSERT_EQ(RunCli({"write", existing, "--force", "--from", ppm}).exitCode, 0);
     psdkit::PhotoshopFile document;
     EXPECT_TRUE(document.OpenReadFile(existing.c_str()));
