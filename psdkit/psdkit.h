@@ -14,6 +14,8 @@
 #include "psdkit/icc/PSDICCTag.h"
 #include "psdkit/layers/LayerRecord.h"
 #include "psdkit/layers/PSDLayers.h"
+#include "psdkit/pixels/PSDColorConverter.h"
+#include "psdkit/pixels/PSDPixels.h"
 #include "psdkit/resources/PSDCopyrightFlagRB.h"
 #include "psdkit/resources/PSDDocumentIDRB.h"
 #include "psdkit/resources/PSDGenericResourceBlock.h"

@@ -17,6 +17,7 @@ void PSDFile::InitObject() {
     FileName = nullptr;
     InputStream = nullptr;
     OutputStream = nullptr;
+    ReadCompleted = false;
 }
 
 void PSDFile::SetFileName(const char* name) {
@@ -94,13 +95,16 @@ void PSDFile::CloseFile() {
 }
 
 bool PSDFile::ReadFile() {
+    ReadCompleted = false;
+    ReadProblems.clear();
     if (InputStream == nullptr) return false;
     if (!Header.ReadSection()) return false;
     if (!ColorMode.ReadSection()) return false;
     ColorMode.SkipSection();
     if (!ImageRes.ReadSection()) return false;
     if (!Layers.ReadSection()) return false;
-    return ImageData.ReadSection();
+    ReadCompleted = ImageData.ReadSection();
+    return ReadCompleted;
 }
 
 bool PSDFile::WriteFile() {

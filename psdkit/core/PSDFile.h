@@ -2,6 +2,8 @@
 #define PSDKIT_CORE_PSDFILE_H
 
 #include <fstream>
+#include <string>
+#include <vector>
 
 #include "psdkit/core/PSDColorMode.h"
 #include "psdkit/core/PSDExport.h"
@@ -43,6 +45,17 @@ public:
     bool WriteFile();
     bool IsValidFile() const { return Header.IsValidHeader(); }
 
+    // True after a read that found every framed part inside its frame and
+    // had to cut, skip or stop nothing; false before any read.
+    bool IsIntact() const { return ReadCompleted && ReadProblems.empty(); }
+    unsigned long GetNumReadProblems() const { return static_cast<unsigned long>(ReadProblems.size()); }
+    // One line per problem, in file order; null past the last.
+    const char* GetReadProblem(unsigned long i) const {
+        return i < ReadProblems.size() ? ReadProblems[i].c_str() : nullptr;
+    }
+    // At most this many lines are kept, whatever the file holds.
+    static constexpr unsigned long MAX_READ_PROBLEMS = 100;
+
 private:
     friend class PhotoshopFile;
     PSDFile(const PSDFile&) = delete;
@@ -56,6 +69,8 @@ private:
     std::ifstream* InputStream;
     std::ofstream* OutputStream;
     char* FileName;
+    bool ReadCompleted;
+    std::vector<std::string> ReadProblems;
 };
 
 }  // namespace psdkit

@@ -53,6 +53,13 @@ public:
     }
     unsigned long GetImageDataLen() const { return File.ImageData.GetImageDataLen(); }
 
+    // Whether the last read found the whole file, and what it had to cut,
+    // skip or stop: one line per problem, in file order, at most
+    // PSDFile::MAX_READ_PROBLEMS lines.
+    bool IsIntact() const { return File.IsIntact(); }
+    unsigned long GetNumReadProblems() const { return File.GetNumReadProblems(); }
+    const char* GetReadProblem(unsigned long i) const { return File.GetReadProblem(i); }
+
     // The document's image resources and layers, owned by the document.
     PSDImageRes* GetImageResources() { return &File.ImageRes; }
     PSDLayers* GetLayers() { return &File.Layers; }
