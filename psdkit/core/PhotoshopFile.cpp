@@ -16,6 +16,8 @@ bool PhotoshopFile::OpenReadFile(const char* name) {
     return result;
 }
 
+PSDLayers* PhotoshopFile::GetTaggedLayers() { return nullptr; }
+
 bool PhotoshopFile::OpenWriteFile(const char* name) { return File.OpenFileForWrite(name); }
 
 bool PhotoshopFile::ValidateAttributesForWrite() {

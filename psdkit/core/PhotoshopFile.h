@@ -63,6 +63,9 @@ public:
     // The document's image resources and layers, owned by the document.
     PSDImageRes* GetImageResources() { return &File.ImageRes; }
     PSDLayers* GetLayers() { return &File.Layers; }
+    // The records of an 'Lr16' or 'Lr32' block (16- and 32-bit documents keep
+    // their layers there), read on first call; null when the file has none.
+    PSDLayers* GetTaggedLayers();
     // The header, the colour mode section and the file (name, validity).
     PSDHeader* GetHeader() { return &File.Header; }
     PSDColorMode* GetColorMode() { return &File.ColorMode; }

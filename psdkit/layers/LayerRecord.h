@@ -1,6 +1,7 @@
 #ifndef PSDKIT_LAYERS_LAYERRECORD_H
 #define PSDKIT_LAYERS_LAYERRECORD_H
 
+#include <string>
 #include <vector>
 
 #include "psdkit/core/PSDExport.h"
@@ -14,6 +15,20 @@ namespace psdkit {
 struct PSDKIT_API LayerMask {
     unsigned long MaskSize = 0;
     unsigned long MaskTop = 0;
+    // The rest of the mask's rectangle (the file's 32 bits, signed), its
+    // default colour and flags; for a block that also holds the real user
+    // mask (ID -3), that mask's flags, default colour and rectangle.
+    unsigned long MaskLeft = 0;
+    unsigned long MaskBottom = 0;
+    unsigned long MaskRight = 0;
+    unsigned char DefaultColor = 0;
+    unsigned char Flags = 0;
+    unsigned char RealFlags = 0;
+    unsigned char RealDefaultColor = 0;
+    unsigned long RealTop = 0;
+    unsigned long RealLeft = 0;
+    unsigned long RealBottom = 0;
+    unsigned long RealRight = 0;
 };
 
 // One channel of a layer: its ID (the file's 16 bits, -1 reads as 0xFFFF) and
@@ -47,11 +62,16 @@ struct PSDKIT_API LayerAdjustment {
 // entry tells a host that the record has one.
 struct PSDKIT_API UnicodeLayer : public LayerAdjustment {
     ~UnicodeLayer() override;
+    // The name as UTF-8, when the entry's text could be read.
+    std::string Name;
 };
 
 // The compression code of one channel's image data.
 struct PSDKIT_API ChannelImageData {
     unsigned short Compression = 0;
+    // Where the channel's compression code stands in the file; 0 when the
+    // walk did not reach it.
+    unsigned long DataOffset = 0;
 };
 
 // One layer: its rectangle, channels, blending, mask, name and the headers of

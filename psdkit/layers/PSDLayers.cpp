@@ -311,6 +311,15 @@ void PSDLayers::FreeLayerRecord(LayerRecord* record) { delete record; }
 void PSDLayers::FreeChannelInfoRecord(ChannelInfo* channel) { delete channel; }
 void PSDLayers::FreeLayerMask(LayerMask* mask) { delete mask; }
 
+unsigned long PSDLayers::GetLayerRecordChannelDataOffset(unsigned short channel, unsigned short layer) const {
+    ChannelImageData* entry = CompressionEntry(channel, layer);
+    return entry == nullptr ? 0 : entry->DataOffset;
+}
+
+const char* PSDLayers::GetLayerRecordUnicodeName(unsigned short) const { return nullptr; }
+
+unsigned long PSDLayers::GetLayerRecordSectionDividerType(unsigned short) const { return 0; }
+
 // ---------------------------------------------------------------------------
 // Display texts
 

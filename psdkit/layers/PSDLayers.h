@@ -201,6 +201,14 @@ public:
     // found no code for gives 0, and setting its code does nothing.
     unsigned short GetLayerRecordImageDataCompression(unsigned short channel, unsigned short layer) const;
     void SetLayerRecordImageDataCompression(unsigned short value, unsigned short channel, unsigned short layer);
+    // Where a channel's image data (its compression code) begins in the file,
+    // so that it can be decoded without walking again; 0 when unknown.
+    unsigned long GetLayerRecordChannelDataOffset(unsigned short channel, unsigned short layer) const;
+    // The layer's full name from its "luni" entry as UTF-8, or null.
+    const char* GetLayerRecordUnicodeName(unsigned short layer) const;
+    // The type of the record's section divider ('lsct'/'lsdk': 1 open group,
+    // 2 closed group, 3 end of a group), 0 when it has none.
+    unsigned long GetLayerRecordSectionDividerType(unsigned short layer) const;
 
     // Display texts.
     char* GetLayerRecordBlendModeKeyAsName(unsigned short layer) const;
