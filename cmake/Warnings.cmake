@@ -1,5 +1,9 @@
 # Compiler flags shared by every target of the project.
+option(PSDKIT_WERROR "Treat compiler warnings as errors (CI builds)" OFF)
 add_compile_options(-Wall -Wextra)
+if(PSDKIT_WERROR)
+  add_compile_options(-Werror)
+endif()
 if(PSDKIT_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined -fno-sanitize-recover=all)
