@@ -25,7 +25,7 @@ SANITIZER_ENV = ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print
 all: build
 
 # Installs what `make test` needs (deps-demo: what `make demo` needs; deps-ci:
-# all that CI runs needs), as root or through sudo without a password.
+# what .ci/run needs), as root or through sudo without a password.
 deps:
 	@.ci/install-packages $(DEPS_DEMO) $(DEPS_TEST)
 
@@ -33,7 +33,7 @@ deps-demo:
 	@.ci/install-packages $(DEPS_DEMO)
 
 deps-ci:
-	@.ci/install-packages $(DEPS_DEMO) $(DEPS_TEST) $(DEPS_FUZZ) $(DEPS_VALGRIND)
+	@.ci/install-packages $(DEPS_DEMO) $(DEPS_TEST) $(DEPS_FUZZ)
 
 # The whole build: library, tool, tests and benchmarks. A build tree that
 # `make demo` configured without the tests gets them back.
