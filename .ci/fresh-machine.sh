@@ -80,7 +80,7 @@ fi
 chroot "$root" /usr/bin/env -i HOME=/root TERM=dumb PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
   bash -euo pipefail -c '
     cd /root
-    git clone -q psdkit.bundle psdkit
+    git -c advice.detachedHead=false clone -q psdkit.bundle psdkit
     cd psdkit
     timed() {
       local start=$SECONDS status=0
