@@ -468,11 +468,19 @@ void PSDICCProfileRB::ReadDataBlock() {
     NumTags = count;
 }
 
+bool PSDICCProfileRB::Encodable() const {
+    // Tags whose bytes were lost on reading cannot be encoded: such a read
+    // profile goes out as it came in.
+    return !HoldsReadPayload() || TagsHavePayloads();
+}
+
+void PSDICCProfileRB::UpdateSizesForWrite() {
+    ApplyWritePolicy(PROFILE_WRITE_POLICY, EncodedSize(), Encodable());
+    if (SelectWriteForm(PROFILE_WRITE_POLICY, EncodedSize(), Encodable()) != WRITE_RAW) CalculateBlockSize();
+}
+
 void PSDICCProfileRB::WriteResourceBlock() {
-    // A block read from a file has its size in the section's length word
-    // already. When the profile would not encode to exactly that size (shared
-    // or missing tag data, gaps, a name), it goes out as it came in.
-    if (HoldsReadPayload() && (!SizesFitPayload(EncodedSize()) || !TagsHavePayloads())) {
+    if (SelectWriteForm(PROFILE_WRITE_POLICY, EncodedSize(), Encodable()) == WRITE_RAW) {
         WriteRawResourceBlock();
         return;
     }
