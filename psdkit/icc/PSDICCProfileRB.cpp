@@ -469,9 +469,10 @@ void PSDICCProfileRB::ReadDataBlock() {
 }
 
 bool PSDICCProfileRB::Encodable() const {
-    // Tags whose bytes were lost on reading cannot be encoded: such a read
-    // profile goes out as it came in.
-    return !HoldsReadPayload() || TagsHavePayloads();
+    // A read block too short for a profile, or with tags whose bytes were
+    // lost on reading, cannot be encoded: it goes out as it came in.
+    if (!HoldsReadPayload()) return true;
+    return ReadablePayloadSize() >= PROFILE_SIZE && TagsHavePayloads();
 }
 
 void PSDICCProfileRB::UpdateSizesForWrite() {

@@ -199,7 +199,7 @@ private:
     // False when the profile must go out raw.
     bool Encodable() const;
     // What a profile read from a file writes.
-    static constexpr WritePolicy PROFILE_WRITE_POLICY = WRITE_READ_IF_EXACT;
+    static constexpr WritePolicy PROFILE_WRITE_POLICY = WRITE_READ_RE_ENCODED;
 
     unsigned long ProfileSize;
     unsigned long CMMType;
