@@ -9,6 +9,7 @@
 #include "psdkit/core/PSDHeader.h"
 #include "psdkit/core/PSDImageData.h"
 #include "psdkit/core/PSDUtil.h"
+#include "psdkit/core/PSDVersion.h"
 #include "psdkit/core/PhotoshopFile.h"
 #include "psdkit/icc/PSDICCProfileRB.h"
 #include "psdkit/icc/PSDICCTag.h"

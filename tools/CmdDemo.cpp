@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Cli.h"
+#include "SafeOutput.h"
 
 namespace psdkit {
 namespace cli {
@@ -69,25 +70,32 @@ int RunDemo(const std::vector<std::string>& args) {
         }
     }
     if (out.empty()) out = "psdkit-demo.psd";
-    if (!force && PathExists(out)) return Fail(EXIT_FAILURE_RUN, out + ": file exists (use --force to overwrite)");
-    if (IsSpecialFile(out)) return Fail(EXIT_FAILURE_RUN, out + ": not a regular file; refusing to replace it");
+    std::string error;
+    if (!CheckOutputTarget(out, force, &error)) return Fail(EXIT_FAILURE_RUN, error);
 
     std::vector<char> red, green, blue;
     MakeDemoPlanes(&red, &green, &blue);
     const unsigned long plane = DEMO_WIDTH * DEMO_HEIGHT;
 
-    {
-        PhotoshopFile document;
-        document.OpenWriteFile(out.c_str());
-        document.SetImageWidth(DEMO_WIDTH);
-        document.SetImageHeight(DEMO_HEIGHT);
-        if (!document.SetPlanarImageData(red.data(), green.data(), blue.data(), plane))
-            return Fail(EXIT_FAILURE_RUN, "out of memory for the demo image");
-        if (!document.CommitWriteFile()) {
-            std::remove(out.c_str());
-            return Fail(EXIT_FAILURE_RUN, out + ": write failed");
-        }
-    }
+    bool written = WriteBesideAndRename(
+        out, force,
+        [&](const std::string& temporary, std::string* failure) {
+            PhotoshopFile document;
+            document.OpenWriteFile(temporary.c_str());
+            document.SetImageWidth(DEMO_WIDTH);
+            document.SetImageHeight(DEMO_HEIGHT);
+            if (!document.SetPlanarImageData(red.data(), green.data(), blue.data(), plane)) {
+                *failure = "out of memory for the demo image";
+                return false;
+            }
+            if (!document.CommitWriteFile()) {
+                *failure = out + ": write failed";
+                return false;
+            }
+            return true;
+        },
+        &error);
+    if (!written) return Fail(EXIT_FAILURE_RUN, error);
 
     PhotoshopFile readBack;
     if (!readBack.OpenReadFile(out.c_str())) return Fail(EXIT_FAILURE_RUN, out + ": cannot read the written file back");

@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "Cli.h"
+#include "SafeOutput.h"
 
 namespace psdkit {
 namespace cli {
@@ -41,7 +42,8 @@ int RunIcc(const std::vector<std::string>& args) {
     if (paths.size() < 2) return Fail(EXIT_USAGE, "icc: needs FILE and OUT.icc (see psdkit icc --help)");
     const std::string& path = paths[0];
     const std::string& out = paths[1];
-    if (!force && PathExists(out)) return Fail(EXIT_FAILURE_RUN, out + ": file exists (use --force to overwrite)");
+    std::string refused;
+    if (!CheckOutputTarget(out, force, &refused)) return Fail(EXIT_FAILURE_RUN, refused);
 
     PhotoshopFile document;
     if (int failed = ReadDocument(path, &document)) return failed;

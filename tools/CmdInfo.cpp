@@ -42,6 +42,8 @@ int RunInfo(const std::vector<std::string>& args) {
     PhotoshopFile document;
     if (int failed = ReadDocument(path, &document)) return failed;
 
+    // Every line may hold a file's bytes: they reach the terminal escaped.
+    EscapedStdout escaped;
     std::cout << "File: " << path << "\n";
     std::cout << "Header:\n";
     std::cout << "  Width: " << document.GetImageWidth() << "\n";
@@ -49,6 +51,9 @@ int RunInfo(const std::vector<std::string>& args) {
     std::cout << "  Channels: " << document.GetImageChannels() << "\n";
     std::cout << "  Depth: " << document.GetImageDepth() << "\n";
     std::cout << "  Mode: " << document.GetImageMode() << " (" << document.GetImageModeAsName() << ")\n";
+    // What the reader had to cut, skip or stop, before the details.
+    for (unsigned long i = 0; i < document.GetNumReadProblems(); ++i)
+        std::cout << "warning: " << document.GetReadProblem(i) << "\n";
     std::cout << "Color mode data: " << document.GetColorMode()->GetSectionLength() << " bytes\n";
     std::cout << "Image resources: " << document.GetImageResources()->GetSectionLength() << " bytes, "
               << document.GetImageResources()->GetNumResourceBlocks() << " blocks\n";

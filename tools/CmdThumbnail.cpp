@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "Cli.h"
+#include "SafeOutput.h"
 
 namespace psdkit {
 namespace cli {
@@ -40,7 +41,8 @@ int RunThumbnail(const std::vector<std::string>& args) {
     const std::string& path = paths[0];
     const std::string& output = paths[1];
     // Checked before reading, so a large file is not read for nothing.
-    if (!force && PathExists(output)) return Fail(EXIT_FAILURE_RUN, output + ": file exists (use --force to overwrite)");
+    std::string refused;
+    if (!CheckOutputTarget(output, force, &refused)) return Fail(EXIT_FAILURE_RUN, refused);
 
     PhotoshopFile document;
     if (int failed = ReadDocument(path, &document)) return failed;

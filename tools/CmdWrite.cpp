@@ -1,12 +1,10 @@
 // psdkit write: a PSD file from a PPM or PGM image.
 
-#include <unistd.h>
-
-#include <cstdio>
 #include <iostream>
 
 #include "Cli.h"
 #include "Netpbm.h"
+#include "SafeOutput.h"
 
 namespace psdkit {
 namespace cli {
@@ -48,43 +46,40 @@ int RunWrite(const std::vector<std::string>& args) {
     }
     if (out.empty()) return Fail(EXIT_USAGE, "write: no output file given (see psdkit write --help)");
     if (from.empty()) return Fail(EXIT_USAGE, "write: no source image given (--from IMAGE)");
-    if (!force && PathExists(out)) return Fail(EXIT_FAILURE_RUN, out + ": file exists (use --force to overwrite)");
-    if (IsSpecialFile(out)) return Fail(EXIT_FAILURE_RUN, out + ": not a regular file; refusing to replace it");
+    std::string error;
+    if (!CheckOutputTarget(out, force, &error)) return Fail(EXIT_FAILURE_RUN, error);
 
     NetpbmImage image;
-    std::string error;
     if (!ReadNetpbm(from, &image, &error)) return Fail(EXIT_FAILURE_RUN, error);
 
-    // Write beside the target and move into place only when all went well, so
-    // a failed write leaves no partial file and replaces nothing.
-    std::string temporary = out + ".psdkit-" + std::to_string(getpid()) + ".tmp";
-    PhotoshopFile document;
-    document.OpenWriteFile(temporary.c_str());
-    document.SetImageWidth(image.width);
-    document.SetImageHeight(image.height);
-    bool stored;
-    if (image.channels == 3) {
-        stored = document.SetPlanarImageData(image.planes[0].data(), image.planes[1].data(), image.planes[2].data(),
-                                             image.width * image.height);
-    } else {
-        document.SetImageChannels(1);
-        document.SetImageMode(PSDHeader::MODE_GRAYSCALE);
-        stored = document.SetImageData(image.planes[0].data(), image.width * image.height);
-    }
-    if (!stored) {
-        document.GetFile()->CloseFile();
-        std::remove(temporary.c_str());
-        return Fail(EXIT_FAILURE_RUN, "out of memory for the image");
-    }
-    if (!document.CommitWriteFile()) {
-        document.GetFile()->CloseFile();
-        std::remove(temporary.c_str());
-        return Fail(EXIT_FAILURE_RUN, out + ": write failed");
-    }
-    if (std::rename(temporary.c_str(), out.c_str()) != 0) {
-        std::remove(temporary.c_str());
-        return Fail(EXIT_FAILURE_RUN, out + ": cannot move the written file into place");
-    }
+    bool written = WriteBesideAndRename(
+        out, force,
+        [&](const std::string& temporary, std::string* failure) {
+            PhotoshopFile document;
+            document.OpenWriteFile(temporary.c_str());
+            document.SetImageWidth(image.width);
+            document.SetImageHeight(image.height);
+            bool stored;
+            if (image.channels == 3) {
+                stored = document.SetPlanarImageData(image.planes[0].data(), image.planes[1].data(),
+                                                     image.planes[2].data(), image.width * image.height);
+            } else {
+                document.SetImageChannels(1);
+                document.SetImageMode(PSDHeader::MODE_GRAYSCALE);
+                stored = document.SetImageData(image.planes[0].data(), image.width * image.height);
+            }
+            if (!stored) {
+                *failure = "out of memory for the image";
+                return false;
+            }
+            if (!document.CommitWriteFile()) {
+                *failure = out + ": write failed (or the image exceeds 30000 pixels a side)";
+                return false;
+            }
+            return true;
+        },
+        &error);
+    if (!written) return Fail(EXIT_FAILURE_RUN, error);
     std::cout << "wrote " << out << ": " << image.width << "x" << image.height << ", "
               << (image.channels == 3 ? "RGB" : "Grayscale") << ", 8 bits\n";
     return EXIT_OK;

@@ -1,6 +1,7 @@
 // psdkit: read, inspect and write Adobe Photoshop PSD files.
 
 #include <iostream>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -17,8 +18,21 @@ const char* USAGE =
     "  write OUT.psd --from IMAGE     write a PSD file from a binary PPM (P6) or PGM (P5) image\n"
     "  thumbnail FILE OUT.jpg         extract the JPEG thumbnail of a PSD file\n"
     "  icc FILE OUT.icc               extract the embedded ICC profile of a PSD file\n"
+    "  check FILE...                  say of each file whether it reads whole\n"
     "\n"
-    "Run 'psdkit COMMAND --help' for the options of a command.\n";
+    "Run 'psdkit COMMAND --help' for the options of a command, 'psdkit --version'\n"
+    "for the library's version.\n";
+
+int Dispatch(const std::string& command, const std::vector<std::string>& args) {
+    using namespace psdkit::cli;
+    if (command == "demo") return RunDemo(args);
+    if (command == "info") return RunInfo(args);
+    if (command == "write") return RunWrite(args);
+    if (command == "thumbnail") return RunThumbnail(args);
+    if (command == "icc") return RunIcc(args);
+    if (command == "check") return RunCheck(args);
+    return Fail(EXIT_USAGE, "unknown command '" + command + "' (see psdkit --help)");
+}
 
 }  // namespace
 
@@ -34,10 +48,17 @@ int main(int argc, char** argv) {
         std::cout << USAGE;
         return EXIT_OK;
     }
-    if (command == "demo") return RunDemo(args);
-    if (command == "info") return RunInfo(args);
-    if (command == "write") return RunWrite(args);
-    if (command == "thumbnail") return RunThumbnail(args);
-    if (command == "icc") return RunIcc(args);
-    return Fail(EXIT_USAGE, "unknown command '" + command + "' (see psdkit --help)");
+    if (command == "--version") {
+        std::cout << "psdkit " << psdkit::PSDVersion::GetVersion() << "\n";
+        return EXIT_OK;
+    }
+    // Whatever a file makes the library or the tool ask for, running out of
+    // memory ends the run with one line, not an abort.
+    try {
+        return Dispatch(command, args);
+    } catch (const std::bad_alloc&) {
+        return Fail(EXIT_FAILURE_RUN, command + ": out of memory");
+    } catch (const std::exception& error) {
+        return Fail(EXIT_FAILURE_RUN, command + ": " + error.what());
+    }
 }

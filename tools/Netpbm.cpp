@@ -1,5 +1,7 @@
 #include "Netpbm.h"
 
+#include <sys/stat.h>
+
 #include <cctype>
 #include <fstream>
 #include <iterator>
@@ -35,12 +37,21 @@ bool NextNumber(const std::string& data, std::size_t* pos, unsigned long* value)
 }  // namespace
 
 bool ReadNetpbm(const std::string& path, NetpbmImage* image, std::string* error) {
+    // Only a regular file, and no more of it than its size: a FIFO or a
+    // device would block the open or never end.
+    struct stat info;
+    if (stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
+        *error = path + (stat(path.c_str(), &info) != 0 ? ": cannot open image" : ": not a regular file");
+        return false;
+    }
     std::ifstream in(path, std::ios_base::binary);
     if (!in) {
         *error = path + ": cannot open image";
         return false;
     }
-    std::string data((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::string data(static_cast<std::size_t>(info.st_size), '\0');
+    in.read(&data[0], static_cast<std::streamsize>(data.size()));
+    data.resize(static_cast<std::size_t>(in.gcount()));
     if (data.size() < 2 || data[0] != 'P' || (data[1] != '6' && data[1] != '5')) {
         *error = path + ": not a binary PPM (P6) or PGM (P5) image";
         return false;

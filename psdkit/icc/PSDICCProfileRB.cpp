@@ -506,11 +506,20 @@ void PSDICCProfileRB::ReadDataBlock() {
     if (refused != 0) in.Problem("ICC profile: %lu tags share more data than the profile holds, kept without data", refused);
 }
 
+bool PSDICCProfileRB::Encodable() const {
+    // A read block too short for a profile, or with tags whose bytes were
+    // lost on reading, cannot be encoded: it goes out as it came in.
+    if (!HoldsReadPayload()) return true;
+    return ReadablePayloadSize() >= PROFILE_SIZE && TagsHavePayloads();
+}
+
+void PSDICCProfileRB::UpdateSizesForWrite() {
+    ApplyWritePolicy(PROFILE_WRITE_POLICY, EncodedSize(), Encodable());
+    if (SelectWriteForm(PROFILE_WRITE_POLICY, EncodedSize(), Encodable()) != WRITE_RAW) CalculateBlockSize();
+}
+
 void PSDICCProfileRB::WriteResourceBlock() {
-    // A block read from a file has its size in the section's length word
-    // already. When the profile would not encode to exactly that size (shared
-    // or missing tag data, gaps, a name), it goes out as it came in.
-    if (HoldsReadPayload() && (!SizesFitPayload(EncodedSize()) || !TagsHavePayloads())) {
+    if (SelectWriteForm(PROFILE_WRITE_POLICY, EncodedSize(), Encodable()) == WRITE_RAW) {
         WriteRawResourceBlock();
         return;
     }

@@ -183,6 +183,7 @@ public:
     void PrintInfo() override;
     void ReadDataBlock() override;
     void WriteResourceBlock() override;
+    void UpdateSizesForWrite() override;
 
     // Fills the block with a preset: PROFILE_NAME_SRGB or PROFILE_NAME_QUILLARY;
     // any other name does nothing.
@@ -195,6 +196,10 @@ private:
     unsigned long EncodedSize() const;
     // False when a tag has a size but no payload to write.
     bool TagsHavePayloads() const;
+    // False when the profile must go out raw.
+    bool Encodable() const;
+    // What a profile read from a file writes.
+    static constexpr WritePolicy PROFILE_WRITE_POLICY = WRITE_READ_RE_ENCODED;
 
     unsigned long ProfileSize;
     unsigned long CMMType;

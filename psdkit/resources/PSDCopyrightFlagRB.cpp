@@ -16,9 +16,11 @@ void PSDCopyrightFlagRB::ReadDataBlock() {
     if (ReadablePayloadSize() >= 1) Flag = FlagFromByte(GetDataBlock()[0]);
 }
 
+void PSDCopyrightFlagRB::UpdateSizesForWrite() { ApplyWritePolicy(WRITE_READ_AS_RAW, PAYLOAD_SIZE); }
+
 void PSDCopyrightFlagRB::WriteResourceBlock() {
     const char payload[PAYLOAD_SIZE] = {static_cast<char>(Flag ? 1 : 0)};
-    WriteSelectedForm(payload, PAYLOAD_SIZE, false);
+    WriteUnderPolicy(WRITE_READ_AS_RAW, payload, PAYLOAD_SIZE);
 }
 
 }  // namespace psdkit

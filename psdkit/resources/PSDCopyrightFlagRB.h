@@ -16,6 +16,7 @@ public:
     void PrintInfo() override;
     void ReadDataBlock() override;
     void WriteResourceBlock() override;
+    void UpdateSizesForWrite() override;
 
     void SetFlag(bool flag) { Flag = flag; }
     bool GetFlag() const { return Flag; }

@@ -25,10 +25,12 @@ void PSDDocumentIDRB::ReadDataBlock() {
     if (in.ReadLong(&value)) DocumentID = value;
 }
 
+void PSDDocumentIDRB::UpdateSizesForWrite() { ApplyWritePolicy(WRITE_READ_IF_EXACT, PAYLOAD_SIZE); }
+
 void PSDDocumentIDRB::WriteResourceBlock() {
     char payload[PAYLOAD_SIZE];
     PSDUtil::LongToBuffer(DocumentID, payload);
-    WriteSelectedForm(payload, PAYLOAD_SIZE, true);
+    WriteUnderPolicy(WRITE_READ_IF_EXACT, payload, PAYLOAD_SIZE);
 }
 
 }  // namespace psdkit

@@ -16,6 +16,7 @@ public:
     void PrintInfo() override;
     void ReadDataBlock() override;
     void WriteResourceBlock() override;
+    void UpdateSizesForWrite() override;
 
     // The document ID, not the block's resource ID.
     void SetID(unsigned long id) { DocumentID = id; }

@@ -13,6 +13,6 @@ void PSDGenericResourceBlock::PrintInfo() {
 
 void PSDGenericResourceBlock::ReadDataBlock() {}
 
-void PSDGenericResourceBlock::WriteResourceBlock() { WriteRawResourceBlock(); }
+void PSDGenericResourceBlock::WriteResourceBlock() { WriteUnderPolicy(WRITE_RAW_ONLY, nullptr, 0); }
 
 }  // namespace psdkit

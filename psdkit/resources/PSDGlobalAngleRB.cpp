@@ -21,10 +21,12 @@ void PSDGlobalAngleRB::ReadDataBlock() {
     if (in.ReadLong(&value)) Angle = value;
 }
 
+void PSDGlobalAngleRB::UpdateSizesForWrite() { ApplyWritePolicy(WRITE_READ_AS_RAW, PAYLOAD_SIZE); }
+
 void PSDGlobalAngleRB::WriteResourceBlock() {
     char payload[PAYLOAD_SIZE];
     PSDUtil::LongToBuffer(Angle, payload);
-    WriteSelectedForm(payload, PAYLOAD_SIZE, false);
+    WriteUnderPolicy(WRITE_READ_AS_RAW, payload, PAYLOAD_SIZE);
 }
 
 }  // namespace psdkit

@@ -16,6 +16,7 @@ public:
     void PrintInfo() override;
     void ReadDataBlock() override;
     void WriteResourceBlock() override;
+    void UpdateSizesForWrite() override;
 
     void SetAngle(unsigned long angle) { Angle = angle; }
     unsigned long GetAngle() const { return Angle; }

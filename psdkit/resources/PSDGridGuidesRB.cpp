@@ -1,6 +1,8 @@
 #include "psdkit/resources/PSDGridGuidesRB.h"
 
+#include <cstring>
 #include <iostream>
+#include <vector>
 
 #include "psdkit/core/PSDBoundedReader.h"
 #include "psdkit/core/PSDUtil.h"
@@ -29,13 +31,28 @@ void PSDGridGuidesRB::ReadDataBlock() {
     }
 }
 
+unsigned long PSDGridGuidesRB::GuidesHeld() const {
+    unsigned long payload = ReadablePayloadSize();
+    unsigned long held = payload > PAYLOAD_SIZE ? (payload - PAYLOAD_SIZE) / GUIDE_ENTRY_SIZE : 0;
+    return GuideCount < held ? GuideCount : held;
+}
+
+unsigned long PSDGridGuidesRB::FieldsSize() const { return PAYLOAD_SIZE + GUIDE_ENTRY_SIZE * GuidesHeld(); }
+
+void PSDGridGuidesRB::UpdateSizesForWrite() { ApplyWritePolicy(WRITE_READ_AS_RAW, FieldsSize()); }
+
 void PSDGridGuidesRB::WriteResourceBlock() {
-    char payload[PAYLOAD_SIZE];
-    PSDUtil::LongToBuffer(Version, payload);
-    PSDUtil::LongToBuffer(GridCycleX, payload + 4);
-    PSDUtil::LongToBuffer(GridCycleY, payload + 8);
-    PSDUtil::LongToBuffer(GuideCount, payload + 12);
-    WriteSelectedForm(payload, PAYLOAD_SIZE, false);
+    // The count written is the number of entries that go with it: a readable
+    // block, never a count without its entries.
+    const unsigned long guides = GuidesHeld();
+    std::vector<char> payload(FieldsSize());
+    PSDUtil::LongToBuffer(Version, payload.data());
+    PSDUtil::LongToBuffer(GridCycleX, payload.data() + 4);
+    PSDUtil::LongToBuffer(GridCycleY, payload.data() + 8);
+    PSDUtil::LongToBuffer(guides, payload.data() + 12);
+    if (guides != 0)
+        std::memcpy(payload.data() + PAYLOAD_SIZE, GetDataBlock() + PAYLOAD_SIZE, GUIDE_ENTRY_SIZE * guides);
+    WriteUnderPolicy(WRITE_READ_AS_RAW, payload.data(), payload.size());
 }
 
 }  // namespace psdkit

@@ -10,6 +10,8 @@ namespace psdkit {
 class PSDKIT_API PSDGridGuidesRB : public PSDResourceBlock {
 public:
     static constexpr unsigned long PAYLOAD_SIZE = 16;
+    // Bytes of one guide entry behind the header: location and direction.
+    static constexpr unsigned long GUIDE_ENTRY_SIZE = 5;
 
     PSDGridGuidesRB();
     ~PSDGridGuidesRB() override;
@@ -17,6 +19,7 @@ public:
     void PrintInfo() override;
     void ReadDataBlock() override;
     void WriteResourceBlock() override;
+    void UpdateSizesForWrite() override;
 
     // X, then Y.
     void SetGridCycle(unsigned long x, unsigned long y) {
@@ -31,6 +34,11 @@ public:
     unsigned long GetVersion() const { return Version; }
 
 private:
+    // Guide entries the data block holds, up to the guide count.
+    unsigned long GuidesHeld() const;
+    // Bytes the fields take: the header and the entries held.
+    unsigned long FieldsSize() const;
+
     unsigned long Version;
     unsigned long GridCycleX;
     unsigned long GridCycleY;

@@ -68,8 +68,15 @@ bool PSDImageRes::ReadSection(PSDBoundedReader& file) {
 }
 
 bool PSDImageRes::WriteSection() {
+    // Every block's sizes are brought up to date first, so the length word
+    // counts exactly the bytes the blocks then write.
     SectionLength = 0;
-    for (unsigned long i = 0; i < NumResourceBlocks; ++i) SectionLength += ResourceBlocks[i]->GetResourceBlockSize();
+    for (unsigned long i = 0; i < NumResourceBlocks; ++i) {
+        ResourceBlocks[i]->UpdateSizesForWrite();
+        SectionLength += ResourceBlocks[i]->GetResourceBlockSize();
+        // A section the 32-bit length word cannot state is not written.
+        if (SectionLength > MAX_SECTION_LENGTH) return false;
+    }
     char buffer[4];
     PSDUtil::LongToBuffer(SectionLength, buffer);
     OutputStream->write(buffer, 4);
@@ -107,6 +114,7 @@ PSDResourceBlock* PSDImageRes::PopulateResouceBlockObject(PSDResourceBlock* bloc
 
 void PSDImageRes::AddResourceBlock(PSDResourceBlock* block) {
     block->SetStreams(InputStream, OutputStream);
+    if (block->GetResourceBlockSize() == 0) block->UpdateSizesForWrite();
     ResourceBlocks.push_back(block);
     ++NumResourceBlocks;
 }

@@ -25,14 +25,21 @@ public:
     bool ReadSection();
     // The same through a window on the file.
     bool ReadSection(PSDBoundedReader& file);
-    // Writes the length word (the sum of the blocks' sizes) and the blocks.
+    // Brings every block's sizes up to date, then writes the length word (the
+    // sum of the blocks' sizes) and the blocks. False, with nothing written,
+    // when the sum does not fit the 32-bit length word.
     bool WriteSection();
+
+    // The largest length the section's length word can state.
+    static constexpr unsigned long MAX_SECTION_LENGTH = 0xFFFFFFFFUL;
 
     // Builds a new, unbound object of the class the ID calls for.
     PSDResourceBlock* CreateResouceBlockObject(unsigned short id);
     // Builds the object for a raw block and moves the raw block into it.
     PSDResourceBlock* PopulateResouceBlockObject(PSDResourceBlock* block);
-    // Binds the block to the section's streams and appends it; the section owns it.
+    // Binds the block to the section's streams and appends it; the section owns
+    // it. A block added with no sizes (built and not filled) gets the sizes of
+    // its fields here, so it is counted and written like any other.
     void AddResourceBlock(PSDResourceBlock* block);
 
     unsigned long GetNumResourceBlocks() const { return NumResourceBlocks; }

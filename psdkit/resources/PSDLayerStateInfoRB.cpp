@@ -22,10 +22,12 @@ void PSDLayerStateInfoRB::ReadDataBlock() {
     if (in.ReadShort(&value)) TargetLayer = value;
 }
 
+void PSDLayerStateInfoRB::UpdateSizesForWrite() { ApplyWritePolicy(WRITE_READ_AS_RAW, PAYLOAD_SIZE); }
+
 void PSDLayerStateInfoRB::WriteResourceBlock() {
     char payload[PAYLOAD_SIZE];
     PSDUtil::ShortToBuffer(TargetLayer, payload);
-    WriteSelectedForm(payload, PAYLOAD_SIZE, false);
+    WriteUnderPolicy(WRITE_READ_AS_RAW, payload, PAYLOAD_SIZE);
 }
 
 }  // namespace psdkit

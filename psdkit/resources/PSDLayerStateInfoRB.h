@@ -17,6 +17,7 @@ public:
     void PrintInfo() override;
     void ReadDataBlock() override;
     void WriteResourceBlock() override;
+    void UpdateSizesForWrite() override;
 
     void SetTargetLayer(unsigned short layer) { TargetLayer = layer; }
     unsigned short GetTargetLayer() const { return TargetLayer; }

@@ -1,6 +1,7 @@
 #include "psdkit/resources/PSDLayersGroupInfoRB.h"
 
 #include <iostream>
+#include <vector>
 
 #include "psdkit/core/PSDUtil.h"
 
@@ -46,18 +47,13 @@ void PSDLayersGroupInfoRB::ReadDataBlock() {
     }
 }
 
+void PSDLayersGroupInfoRB::UpdateSizesForWrite() { ApplyWritePolicy(WRITE_READ_IF_EXACT, LayersHeld() * 2); }
+
 void PSDLayersGroupInfoRB::WriteResourceBlock() {
     unsigned long count = LayersHeld();
-    if (SelectWriteForm(count * 2, true) == WRITE_RAW) {
-        WriteRawResourceBlock();
-        return;
-    }
-    WriteResourceBlockHeader();
-    char buffer[2];
-    for (unsigned long i = 0; i < count; ++i) {
-        PSDUtil::ShortToBuffer(LayerIDs[i], buffer);
-        GetOutputStream()->write(buffer, 2);
-    }
+    std::vector<char> payload(count * 2);
+    for (unsigned long i = 0; i < count; ++i) PSDUtil::ShortToBuffer(LayerIDs[i], payload.data() + 2 * i);
+    WriteUnderPolicy(WRITE_READ_IF_EXACT, payload.data(), payload.size());
 }
 
 }  // namespace psdkit

@@ -17,6 +17,7 @@ public:
     void PrintInfo() override;
     void ReadDataBlock() override;
     void WriteResourceBlock() override;
+    void UpdateSizesForWrite() override;
 
     // Appends a layer ID and keeps the sizes in step.
     void AddLayer(unsigned short id);

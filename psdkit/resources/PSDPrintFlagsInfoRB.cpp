@@ -32,6 +32,8 @@ void PSDPrintFlagsInfoRB::ReadDataBlock() {
     BleedWidthScale = scale;
 }
 
+void PSDPrintFlagsInfoRB::UpdateSizesForWrite() { ApplyWritePolicy(WRITE_READ_AS_RAW, PAYLOAD_SIZE); }
+
 void PSDPrintFlagsInfoRB::WriteResourceBlock() {
     char payload[PAYLOAD_SIZE] = {0};
     // Files carry version 1 in the first two bytes.
@@ -39,7 +41,7 @@ void PSDPrintFlagsInfoRB::WriteResourceBlock() {
     payload[2] = CenterCropMarks ? 1 : 0;
     PSDUtil::LongToBuffer(BleedWidthValue, payload + 4);
     PSDUtil::ShortToBuffer(BleedWidthScale, payload + 8);
-    WriteSelectedForm(payload, PAYLOAD_SIZE, false);
+    WriteUnderPolicy(WRITE_READ_AS_RAW, payload, PAYLOAD_SIZE);
 }
 
 }  // namespace psdkit

@@ -16,6 +16,7 @@ public:
     void PrintInfo() override;
     void ReadDataBlock() override;
     void WriteResourceBlock() override;
+    void UpdateSizesForWrite() override;
 
     void SetCenterCropMarks(bool value) { CenterCropMarks = value; }
     bool GetCenterCropMarks() const { return CenterCropMarks; }

@@ -63,6 +63,8 @@ void PSDPrintFlagsRB::ReadDataBlock() {
     if (CAPTION_BYTE < size) PrintCaption = FlagFromByte(data[CAPTION_BYTE]);
 }
 
+void PSDPrintFlagsRB::UpdateSizesForWrite() { ApplyWritePolicy(WRITE_READ_AS_RAW, PAYLOAD_SIZE); }
+
 void PSDPrintFlagsRB::WriteResourceBlock() {
     // Bytes that no field holds go out as 0.
     char payload[PAYLOAD_SIZE] = {0};
@@ -71,7 +73,7 @@ void PSDPrintFlagsRB::WriteResourceBlock() {
     payload[REGISTRATION_MARKS_BYTE] = PrintRegistrationMarks ? 1 : 0;
     payload[NEGATIVE_BYTE] = PrintNegative ? 1 : 0;
     payload[CAPTION_BYTE] = PrintCaption ? 1 : 0;
-    WriteSelectedForm(payload, PAYLOAD_SIZE, false);
+    WriteUnderPolicy(WRITE_READ_AS_RAW, payload, PAYLOAD_SIZE);
 }
 
 }  // namespace psdkit

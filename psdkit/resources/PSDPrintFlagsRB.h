@@ -17,6 +17,7 @@ public:
     void PrintInfo() override;
     void ReadDataBlock() override;
     void WriteResourceBlock() override;
+    void UpdateSizesForWrite() override;
 
     void SetPrintLabels(bool value) { PrintLabels = value; }
     bool GetPrintLabels() const { return PrintLabels; }

@@ -86,12 +86,14 @@ void PSDResolutionInfoRB::ReadDataBlock() {
     WidthUnits = HeightUnits = value;
 }
 
+void PSDResolutionInfoRB::UpdateSizesForWrite() { ApplyWritePolicy(WRITE_READ_IF_EXACT, PAYLOAD_SIZE); }
+
 void PSDResolutionInfoRB::WriteResourceBlock() {
     const unsigned short fields[8] = {HorizResolution, HorizFraction, HorizResolutionUnits, WidthUnits,
                                       VertResolution,  VertFraction,  VertResolutionUnits,  HeightUnits};
     char payload[PAYLOAD_SIZE];
     for (int i = 0; i < 8; ++i) PSDUtil::ShortToBuffer(fields[i], payload + 2 * i);
-    WriteSelectedForm(payload, PAYLOAD_SIZE, true);
+    WriteUnderPolicy(WRITE_READ_IF_EXACT, payload, PAYLOAD_SIZE);
 }
 
 }  // namespace psdkit

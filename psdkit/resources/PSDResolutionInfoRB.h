@@ -28,6 +28,7 @@ public:
     void PrintInfo() override;
     void ReadDataBlock() override;
     void WriteResourceBlock() override;
+    void UpdateSizesForWrite() override;
 
     // Store the integer half and clear the fraction.
     void SetHorizResolution(unsigned short resolution);

@@ -248,25 +248,62 @@ void PSDResourceBlock::Copy(PSDResourceBlock* source, PSDResourceBlock* target) 
     target->ReadDataBlock();
 }
 
+namespace {
+
+unsigned long Evened(unsigned long n) { return n + (n & 1); }
+
+}  // namespace
+
 bool PSDResourceBlock::SizesFitPayload(unsigned long payload) const {
-    return DataBlockSize == payload && ResourceBlockSize == payload + (payload & 1) + HEADER_SIZE;
+    return (DataBlockSize == payload || DataBlockSize == Evened(payload)) &&
+           ResourceBlockSize == Evened(payload) + HEADER_SIZE;
 }
 
-PSDResourceBlock::WriteForm PSDResourceBlock::SelectWriteForm(unsigned long payload, bool fieldsWhenRead) const {
-    if (ResourceBlockSize == 0) return fieldsWhenRead ? WRITE_FIELDS : WRITE_HEADER;
-    if (HoldsReadPayload() && !fieldsWhenRead) return WRITE_RAW;
+unsigned long PSDResourceBlock::RawBlockSize() const {
+    unsigned long nameBytes = (NameLength & 1) ? NameLength : NameLength + 1UL;
+    return 4 + 2 + 1 + nameBytes + 4 + Evened(DataBlockSize);
+}
+
+void PSDResourceBlock::UpdateSizesForWrite() { ApplyWritePolicy(WRITE_RAW_ONLY, 0); }
+
+PSDResourceBlock::WriteForm PSDResourceBlock::SelectWriteForm(WritePolicy policy, unsigned long payload,
+                                                              bool encodable) const {
+    if (policy == WRITE_RAW_ONLY || !encodable) return WRITE_RAW;
+    if (HoldsReadPayload()) {
+        if (policy == WRITE_READ_AS_RAW) return WRITE_RAW;
+        if (policy == WRITE_READ_RE_ENCODED) return WRITE_FIELDS;
+        return SizesFitPayload(payload) ? WRITE_FIELDS : WRITE_RAW;
+    }
+    if (ResourceBlockSize == 0) return policy == WRITE_READ_AS_RAW ? WRITE_HEADER : WRITE_FIELDS;
     return SizesFitPayload(payload) ? WRITE_FIELDS : WRITE_RAW;
 }
 
-void PSDResourceBlock::WriteSelectedForm(const char* payload, unsigned long size, bool fieldsWhenRead) {
-    switch (SelectWriteForm(size, fieldsWhenRead)) {
+void PSDResourceBlock::ApplyWritePolicy(WritePolicy policy, unsigned long payload, bool encodable) {
+    bool raw = policy == WRITE_RAW_ONLY || !encodable;
+    if (HoldsReadPayload()) {
+        if (policy == WRITE_READ_AS_RAW) raw = true;
+        if (policy == WRITE_READ_IF_EXACT && !SizesFitPayload(payload)) raw = true;
+    }
+    if (raw) {
+        // A pad byte follows odd data, whatever size a host set.
+        ResourceBlockSize = RawBlockSize();
+    } else if (!SizesFitPayload(payload)) {
+        DataBlockSize = payload;
+        ResourceBlockSize = Evened(payload) + HEADER_SIZE;
+    }
+}
+
+void PSDResourceBlock::WriteFieldsForm(const char* payload, unsigned long size) {
+    WriteResourceBlockHeader();
+    if (size != 0) OutputStream->write(payload, static_cast<std::streamsize>(size));
+    if (size & 1) WriteZeros(1);
+}
+
+void PSDResourceBlock::WriteUnderPolicy(WritePolicy policy, const char* payload, unsigned long size) {
+    switch (SelectWriteForm(policy, size)) {
         case WRITE_RAW: WriteRawResourceBlock(); break;
         case WRITE_HEADER: WriteResourceBlockHeader(); break;
-        case WRITE_FIELDS:
-            WriteResourceBlockHeader();
-            if (size != 0) OutputStream->write(payload, static_cast<std::streamsize>(size));
-            if (size & 1) WriteZeros(1);  // the pad byte that evens the payload
-            break;
+        case WRITE_FIELDS: WriteFieldsForm(payload, size); break;
     }
 }
 

@@ -124,28 +124,49 @@ public:
     // target's ReadDataBlock.
     static void Copy(PSDResourceBlock* source, PSDResourceBlock* target);
 
+    // Brings both sizes up to date with what WriteResourceBlock() writes, so
+    // that the section's length word counts exactly the bytes that go out.
+    // The section calls it on every block before it adds the sizes up.
+    virtual void UpdateSizesForWrite();
+
 protected:
-    // What a decoded class puts out for its block.
-    enum WriteForm {
-        WRITE_RAW,     // WriteRawResourceBlock: the block as it was read
-        WRITE_HEADER,  // the 12-byte header alone
-        WRITE_FIELDS   // the header and the fields encoded in `payload` bytes
+    // The one rule for what a block puts out on write: its raw payload as
+    // read, or its fields in the reader's layout. A block built in memory
+    // always writes its fields; the policy says what a block read from a
+    // file does.
+    enum WritePolicy {
+        WRITE_RAW_ONLY,        // no fields: the raw payload, always
+        WRITE_READ_AS_RAW,     // a read block goes back as it was read
+        WRITE_READ_IF_EXACT,   // a read block writes its fields when its sizes state exactly them
+        WRITE_READ_RE_ENCODED  // a read block writes its fields and takes their sizes
     };
-    // Chooses the form that keeps the section's length word true. A block whose
-    // sizes were left at 0 writes what its class always writes (its fields when
-    // `fieldsWhenRead`, else the header alone); a block read from a file goes
-    // back raw unless `fieldsWhenRead`; other blocks encode their fields when
-    // their sizes describe exactly that, and are written raw otherwise.
-    WriteForm SelectWriteForm(unsigned long payload, bool fieldsWhenRead) const;
-    // Writes the block in the form SelectWriteForm picks: raw, the header
-    // alone, or the header and `payload`, the fields in the reader's layout.
-    void WriteSelectedForm(const char* payload, unsigned long size, bool fieldsWhenRead);
+    enum WriteForm {
+        WRITE_RAW,     // the block as it was read
+        WRITE_HEADER,  // the 12-byte header alone: a block with no sizes, written on its own
+        WRITE_FIELDS   // the header and the fields
+    };
+    // The form `policy` gives for a fields payload of `payload` bytes with the
+    // block's present sizes. `encodable` false (fields that lost their bytes)
+    // keeps the raw form.
+    WriteForm SelectWriteForm(WritePolicy policy, unsigned long payload, bool encodable = true) const;
+    // Sets both sizes to what the block writes under `policy`: its fields when
+    // it was built in memory (also when it was added unfilled, or a host set
+    // sizes that do not fit them), else what the policy keeps for a read block.
+    // Afterwards SelectWriteForm writes exactly GetResourceBlockSize() bytes.
+    void ApplyWritePolicy(WritePolicy policy, unsigned long payload, bool encodable = true);
+    // Writes the block in the form SelectWriteForm gives: raw, the header
+    // alone, or the header and `size` bytes of `payload` with a pad byte.
+    void WriteUnderPolicy(WritePolicy policy, const char* payload, unsigned long size);
+    // The header and `size` bytes of `payload`, then a pad byte when `size` is odd.
+    void WriteFieldsForm(const char* payload, unsigned long size);
 
     // True when the block holds a payload taken from a file.
     bool HoldsReadPayload() const { return DataBlock != nullptr; }
-    // True when writing a header with an empty name and `payload` bytes behind
-    // it gives exactly the block's sizes.
+    // True when the block's sizes state exactly a header with an empty name and
+    // `payload` bytes (the data size stated exactly or evened).
     bool SizesFitPayload(unsigned long payload) const;
+    // Bytes the raw form takes: the frame with the name, and the evened data.
+    unsigned long RawBlockSize() const;
     // Writes the block as it was read: its name, its size and its padded raw
     // payload, exactly GetResourceBlockSize() bytes (missing bytes as zeros).
     void WriteRawResourceBlock();

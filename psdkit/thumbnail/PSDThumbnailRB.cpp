@@ -130,13 +130,16 @@ void PSDThumbnailRB::ReadDataBlock() {
         SetResourceBlockSize(RoundUpToEven(payload) + HEADER_SIZE);
 }
 
+void PSDThumbnailRB::UpdateSizesForWrite() {
+    ApplyWritePolicy(WRITE_READ_IF_EXACT, CompressedSize + BASE_TN_RESOURCE_SIZE, !KeepAsRead);
+}
+
 void PSDThumbnailRB::WriteResourceBlock() {
     if (GetOutputStream() == nullptr) return;
     const unsigned long payload = CompressedSize + BASE_TN_RESOURCE_SIZE;
-    // A created block states the padded size, a read one the exact size;
+    // A created block states the evened size, a read one the exact size;
     // both are written from the fields.
-    const bool encodable = SizesFitPayload(payload) || SizesFitPayload(RoundUpToEven(payload));
-    if (KeepAsRead || !encodable) {
+    if (SelectWriteForm(WRITE_READ_IF_EXACT, payload, !KeepAsRead) != WRITE_FIELDS) {
         WriteRawResourceBlock();
         return;
     }

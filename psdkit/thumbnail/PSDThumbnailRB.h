@@ -41,6 +41,7 @@ public:
     void PrintInfo() override;
     void ReadDataBlock() override;
     void WriteResourceBlock() override;
+    void UpdateSizesForWrite() override;
 
     // Scales the planes (red, green, blue, each sourceWidth x sourceHeight
     // bytes) to `targetWidth` and fills the block. False when the encoder

@@ -369,18 +369,20 @@ TEST(IccProfile, ReadBlocksThatDoNotHoldWhatTheyClaim) {
     outside.u32(PSDICCTag::TAGID_RED_COLORANT).u32(0xFFFFFFF0).u32(0x20);
     outside.u32(PSDICCTag::TAGID_GREEN_COLORANT).u32(4).u32(0xFFFFFFFF);
     outside.str("XYZ ").zeros(4).u32(0x10000).u32(0x20000).u32(0x30000);
-    Bytes shared;  // three entries on one curve: encoded, they would outgrow the block
+    Bytes shared;  // three entries on one curve: encoded, each gets bytes of its own
     for (unsigned long id : {0x72545243UL, 0x67545243UL, 0x62545243UL}) shared.u32(id).u32(168).u32(14);  // r, g, bTRC
     shared.str("curv").zeros(4).u32(1).u16(0x0100).zeros(2);
-    // Per case: the profile, per tag read 1 with a payload and 0 without, and a piece of the report.
-    const struct { std::vector<char> profile; const char *payloads, *report; } cases[] = {
-        {tiny, "", "Hdr:ProfileSize:132\nHdr:CMMType:\n"},
-        {lino, "", "Hdr:ProfileSize:99\nHdr:CMMType:L\n"},
+    // Per case: the profile, per tag read 1 with a payload and 0 without, a piece of the report, and
+    // the size it is re-encoded to (132 + 12 and the padded size per tag), 0 when it goes out raw.
+    const struct { std::vector<char> profile; const char *payloads, *report; unsigned long encoded; } cases[] = {
+        {tiny, "", "Hdr:ProfileSize:132\nHdr:CMMType:\n", 0},
+        {lino, "", "Hdr:ProfileSize:99\nHdr:CMMType:L\n", 132},
         {Profile(0xFFFFFFFF, twoTags, 189), "1100", "Num Tags:4\n\n   TagID:cprt\n   TagOffset:156\n   TagSize:12\n"
-                                                    "   TagData:abc\n"},
+                                                    "   TagData:abc\n", 0},
         {Profile(6, outside, 232), "110000", "X:1.000000 Y:2.000000 Z:3.000000\n\n\n   TagID:wtpt\n   TagOffset:224\n"
-                                             "   TagSize:8\n   TagData:\n\n\n   TagID:cprt\n   TagOffset:231\n"},
-        {Profile(3, shared, 184), "111", "   TagID:bTRC\n   TagOffset:168\n   TagSize:14\n   TagData:Count:1\n"},
+                                             "   TagSize:8\n   TagData:\n\n\n   TagID:cprt\n   TagOffset:231\n", 0},
+        {Profile(3, shared, 184), "111", "   TagID:bTRC\n   TagOffset:168\n   TagSize:14\n   TagData:Count:1\n",
+         132 + 3 * 12 + 3 * 16},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(psdtest::Hex(c.profile.data(), std::min<std::size_t>(c.profile.size(), 8)));
@@ -394,8 +396,17 @@ TEST(IccProfile, ReadBlocksThatDoNotHoldWhatTheyClaim) {
         EXPECT_EQ(payloads, c.payloads);
         EXPECT_EQ(buffers.size(), static_cast<std::size_t>(std::count(payloads.begin(), payloads.end(), '1')));
         EXPECT_NE(Report(block.get()).find(c.report), std::string::npos) << Report(block.get());
-        // Written as read, so the section's length word stays true.
-        EXPECT_EQ(WrittenBytes(block.get()), Framed(c.profile).data);
+        // Tags that lost their bytes keep the block raw; otherwise it is re-encoded. Either
+        // way the block writes what its size states, so the section's length word stays true.
+        block->UpdateSizesForWrite();
+        std::vector<char> written = WrittenBytes(block.get());
+        EXPECT_EQ(written.size(), block->GetResourceBlockSize());
+        if (c.encoded == 0) {
+            EXPECT_EQ(written, Framed(c.profile).data);
+        } else {
+            EXPECT_EQ(written.size(), 12 + c.encoded);
+            EXPECT_EQ(Hex(written, 8, 4), psdtest::Hex(Bytes().u32(c.encoded).data.data(), 4));
+        }
     }
 }
 
@@ -425,9 +436,13 @@ TEST(IccProfile, ReadBlockEncodedOnlyWhenItsSizesFit) {
     std::vector<char> written = WrittenBytes(block.get(), 12);
     EXPECT_EQ(Text(written, 4, 4) + Text(written, 36, 4), "oniLacsp");
     EXPECT_EQ(Text(written, 128, 28), Text(p, 128, 28));
-    // Read with a name, the same block no longer fits: written as read.
-    Bytes named = Framed(p, "icc");
-    EXPECT_EQ(WrittenBytes(Decoded(named).get()), named.data);
+    // Read with a name, the same block is re-encoded with an empty name and takes the new size.
+    auto named = Decoded(Framed(p, "icc"));
+    named->UpdateSizesForWrite();
+    EXPECT_EQ(named->GetResourceBlockSize(), 12 + 156UL);
+    std::vector<char> again = WrittenBytes(named.get());
+    EXPECT_EQ(Hex(again, 0, 12), psdtest::Hex(Bytes().str("8BIM").u16(1039).u16(0).u32(156).data.data(), 12));
+    EXPECT_EQ(Text(again, 12 + 128, 28), Text(p, 128, 28));
 }
 
 TEST(IccCorpus, ProfilesDecodeAsLittleCMSReadsThemAndTheCommandHandsThemOut) {

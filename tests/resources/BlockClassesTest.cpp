@@ -115,8 +115,9 @@ TEST(ResourceBlockClasses, DecodeReportAndWrite) {
         {Sized<PSDGlobalAngleRB>(1037, 4, [](auto& b) { b.SetAngle(120); }), "", HexOf(Header(1037, 4).u32(120))},
         {Sized<PSDLayerStateInfoRB>(1024, 2, [](auto& b) { b.SetTargetLayer(0x0102); }), "",
          HexOf(Header(1024, 2).u16(0x0102))},
+        // Four guides stated but no entries held: the count written is the entries that follow.
         {Sized<PSDGridGuidesRB>(1032, 16, [](auto& b) { b.SetGridCycle(10, 20), b.SetVersion(3), b.SetGuideCount(4); }),
-         "", HexOf(Header(1032, 16).u32(3).u32(10).u32(20).u32(4))},
+         "", HexOf(Header(1032, 16).u32(3).u32(10).u32(20).u32(0))},
         // Sized without a data block: the report has nothing to list.
         {Sized<PSDPrintFlagsRB>(
              1011, 8, [](auto& b) { b.SetPrintCropMarks(true), b.SetPrintNegative(true), b.SetPrintCaption(true); }),
