@@ -263,23 +263,28 @@ TEST(ColorConverter, CorpusManagedFilesMatchPeer) {
 import sys, io
 from psd_tools import PSDImage
 from PIL import ImageCms
-psd = PSDImage.open(sys.argv[1])
-im = psd.topil()
-icc = psd.image_resources.get_data(1039)
-if im.mode == 'LAB':
-    src = ImageCms.createProfile('LAB', 5000)
-elif icc:
-    src = ImageCms.ImageCmsProfile(io.BytesIO(icc))
-else:
-    src = None
-if src is None:
-    rgb = im.convert('RGB')
-else:
-    rgb = ImageCms.profileToProfile(im, src, ImageCms.createProfile('sRGB'), renderingIntent=1,
-                                    outputMode='RGB', flags=ImageCms.FLAGS['BLACKPOINTCOMPENSATION'])
-sys.stdout.write(' '.join(str(v) for px in rgb.getdata() for v in px))
+for path in sys.argv[1:]:
+    psd = PSDImage.open(path)
+    im = psd.topil()
+    icc = psd.image_resources.get_data(1039)
+    if im.mode == 'LAB':
+        src = ImageCms.createProfile('LAB', 5000)
+    else:
+        src = ImageCms.ImageCmsProfile(io.BytesIO(icc)) if icc else None
+    if src is None:
+        rgb = im.convert('RGB')
+    else:
+        rgb = ImageCms.profileToProfile(im, src, ImageCms.createProfile('sRGB'), renderingIntent=1, outputMode='RGB',
+                                        flags=ImageCms.FLAGS['BLACKPOINTCOMPENSATION'])
+    print(' '.join(str(v) for px in rgb.getdata() for v in px))
 )";
-    for (const char* name : {"ps-cmyk8-layers-icc.psd", "im-flat-cmyk16.psd", "ps-lab8-layers.psd"}) {
+    const std::vector<std::string> names = {"ps-cmyk8-layers-icc.psd", "im-flat-cmyk16.psd", "ps-lab8-layers.psd"};
+    std::vector<std::string> command = {"/usr/bin/python3", "-c", script};
+    for (const std::string& name : names) command.push_back(psdtest::CorpusPath(name));
+    psdtest::RunResult peer = psdtest::RunProgram(command);
+    if (peer.exitCode != 0) GTEST_SKIP() << "psd-tools/Pillow could not convert the files: " << peer.err;
+    std::istringstream lines(peer.out);
+    for (const std::string& name : names) {
         SCOPED_TRACE(name);
         psdkit::PhotoshopFile doc;
         ASSERT_TRUE(doc.OpenReadFile(psdtest::CorpusPath(name).c_str()));
@@ -307,10 +312,9 @@ sys.stdout.write(' '.join(str(v) for px in rgb.getdata() for v in px))
         std::vector<char> out = Convert(source, 8, false, &ok);
         ASSERT_TRUE(ok);
 
-        psdtest::RunResult peer =
-            psdtest::RunProgram({"/usr/bin/python3", "-c", script, psdtest::CorpusPath(name)});
-        if (peer.exitCode != 0) GTEST_SKIP() << "psd-tools/Pillow could not convert " << name << ": " << peer.err;
-        std::istringstream values(peer.out);
+        std::string line;
+        ASSERT_TRUE(std::getline(lines, line));
+        std::istringstream values(line);
         std::vector<int> expected;
         for (int v; values >> v;) expected.push_back(v);
         ASSERT_EQ(expected.size(), out.size());
