@@ -9,7 +9,7 @@
 #include <iostream>
 #include <sstream>
 
-#include "SafeOutput.h"
+#include "OutputFile.h"
 
 namespace psdkit {
 namespace cli {

@@ -70,6 +70,7 @@ int RunWrite(const std::vector<std::string>& args);
 int RunThumbnail(const std::vector<std::string>& args);
 int RunIcc(const std::vector<std::string>& args);
 int RunCheck(const std::vector<std::string>& args);
+int RunExport(const std::vector<std::string>& args);
 
 }  // namespace cli
 }  // namespace psdkit

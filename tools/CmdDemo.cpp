@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "Cli.h"
-#include "SafeOutput.h"
+#include "OutputFile.h"
 
 namespace psdkit {
 namespace cli {

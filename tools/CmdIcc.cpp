@@ -3,7 +3,7 @@
 #include <iostream>
 
 #include "Cli.h"
-#include "SafeOutput.h"
+#include "OutputFile.h"
 
 namespace psdkit {
 namespace cli {
