@@ -25,7 +25,8 @@ bool PSDBaseSection::ReadSection(PSDBoundedReader& file) {
     // A file that ends inside the length word has no payload to offer.
     if (!file.ReadLong(&SectionLength)) {
         SectionLength = 0;
-        if (file.Remaining() != 0) file.Problem("section at %lu: the file ends inside its length word", file.FileOffset());
+        if (file.Remaining() != 0)
+            file.Problem("section at %lu: the file ends inside its length word", file.FileOffset());
         file.Skip(file.Remaining());
     }
     return true;

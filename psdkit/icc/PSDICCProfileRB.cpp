@@ -218,17 +218,47 @@ private:
     PSDBoundedReader& Header;
 };
 
-// False for a payload of a type the tags decode whose bytes do not make one.
+// The payload type a known tag ID calls for, among the types decoded here;
+// 0 for other IDs.
+unsigned long TypeOfTag(unsigned long id) {
+    switch (id) {
+        case PSDICCTag::TAGID_CPRT: return PSDICCTag::TAG_TYPE_TEXT;
+        case PSDICCTag::TAGID_PROFILE_DESCRIPTION:
+        case PSDICCTag::TAGID_DEVICE_MFG_DESC:
+        case PSDICCTag::TAGID_DEVICE_MODEL_DESC:
+        case PSDICCTag::TAGID_VIEWING_CONDITIONS_DESC: return PSDICCTag::TAG_TYPE_DESC;
+        case PSDICCTag::TAGID_MEDIA_WHITE_POINT:
+        case PSDICCTag::TAGID_MEDIA_BLACK_POINT:
+        case PSDICCTag::TAGID_RED_COLORANT:
+        case PSDICCTag::TAGID_GREEN_COLORANT:
+        case PSDICCTag::TAGID_BLUE_COLORANT:
+        case PSDICCTag::TAGID_LUMINANCE: return PSDICCTag::TAG_TYPE_XYZ;
+        case PSDICCTag::TAGID_VIEWING_CONDITIONS: return PSDICCTag::TAG_TYPE_VIEW;
+        case PSDICCTag::TAGID_MEASUREMENT: return PSDICCTag::TAG_TYPE_MEASUREMENT;
+        case PSDICCTag::TAGID_TECHNOLOGY: return PSDICCTag::TAG_TYPE_SIGNATURE;
+        case PSDICCTag::TAGID_RED_TONE_CURVE:
+        case PSDICCTag::TAGID_GREEN_TONE_CURVE:
+        case PSDICCTag::TAGID_BLUE_TONE_CURVE: return PSDICCTag::TAG_TYPE_CURVE;
+        default: return 0;
+    }
+}
+
+// False for a payload of a type the tags decode whose bytes do not make one,
+// or that is not the type its ID calls for (other types, such as the newer
+// ones of version 4 profiles, are taken as they are).
 bool PayloadDecodes(const PSDICCTag& tag) {
     if (tag.GetTagSize() < 8 || tag.GetTagData() == nullptr) return false;
-    switch (PSDBoundedReader::LongAt(tag.GetTagData())) {
-        case PSDICCTag::TAG_TYPE_TEXT: return tag.GetTextTypeAttribute() != nullptr;
-        case PSDICCTag::TAG_TYPE_DESC: return tag.GetDescTypeAttribute() != nullptr;
-        case PSDICCTag::TAG_TYPE_XYZ: return tag.GetXYZTypeAttribute() != nullptr;
-        case PSDICCTag::TAG_TYPE_VIEW: return tag.GetViewConditionsTypeAttribute() != nullptr;
-        case PSDICCTag::TAG_TYPE_MEASUREMENT: return tag.GetMeasureTypeAttribute() != nullptr;
-        case PSDICCTag::TAG_TYPE_SIGNATURE: return tag.GetSignatureTypeAttribute() != nullptr;
-        case PSDICCTag::TAG_TYPE_CURVE: return tag.GetCurveTypeAttribute() != nullptr;
+    unsigned long type = PSDBoundedReader::LongAt(tag.GetTagData());
+    unsigned long expected = TypeOfTag(tag.GetTagID());
+    bool typeFits = expected == 0 || expected == type;
+    switch (type) {
+        case PSDICCTag::TAG_TYPE_TEXT: return typeFits && tag.GetTextTypeAttribute() != nullptr;
+        case PSDICCTag::TAG_TYPE_DESC: return typeFits && tag.GetDescTypeAttribute() != nullptr;
+        case PSDICCTag::TAG_TYPE_XYZ: return typeFits && tag.GetXYZTypeAttribute() != nullptr;
+        case PSDICCTag::TAG_TYPE_VIEW: return typeFits && tag.GetViewConditionsTypeAttribute() != nullptr;
+        case PSDICCTag::TAG_TYPE_MEASUREMENT: return typeFits && tag.GetMeasureTypeAttribute() != nullptr;
+        case PSDICCTag::TAG_TYPE_SIGNATURE: return typeFits && tag.GetSignatureTypeAttribute() != nullptr;
+        case PSDICCTag::TAG_TYPE_CURVE: return typeFits && tag.GetCurveTypeAttribute() != nullptr;
         default: return true;
     }
 }
@@ -503,7 +533,8 @@ void PSDICCProfileRB::ReadDataBlock() {
     NumTags = count;
     if (outside != 0) in.Problem("ICC profile: %lu tags point outside the profile, kept without data", outside);
     if (damaged != 0) in.Problem("ICC profile: %lu tags hold payloads cut short of their type", damaged);
-    if (refused != 0) in.Problem("ICC profile: %lu tags share more data than the profile holds, kept without data", refused);
+    if (refused != 0)
+        in.Problem("ICC profile: %lu tags share more data than the profile holds, kept without data", refused);
 }
 
 bool PSDICCProfileRB::Encodable() const {

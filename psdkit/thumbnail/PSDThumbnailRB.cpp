@@ -114,6 +114,11 @@ void PSDThumbnailRB::ReadDataBlock() {
         return;
     }
     if (Format > 1) in.Problem("thumbnail: format %lu is neither raw nor JPEG", Format);
+    // A JPEG stream begins with its start-of-image marker.
+    const char* start = in.Peek(2);
+    if (Format == 1 && (start == nullptr || static_cast<unsigned char>(start[0]) != 0xFF ||
+                        static_cast<unsigned char>(start[1]) != 0xD8))
+        in.Problem("thumbnail: its %lu bytes of JPEG data do not begin a JPEG stream", CompressedSize);
     Data = GetDataBlock() + BASE_TN_RESOURCE_SIZE;
 
     const unsigned long payload = CompressedSize + BASE_TN_RESOURCE_SIZE;

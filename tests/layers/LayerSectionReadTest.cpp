@@ -160,7 +160,8 @@ TEST_F(LayerSectionRead, ARecordEndsWhereItsExtraDataEnds) {
     cases.push_back({"an entry of 65536 bytes", PlainExtra("", Entry("Txt2", 0x10000)), "", 1});
     // 65570 bytes: the count comes to 0 behind the first entry, 65536 short;
     // the entry behind it is read and the next record starts at the end.
-    cases.push_back({"extra data of 65570 bytes", PlainExtra("a", Entry("lyid", 10).raw(Entry("Txt2", 65524))), "a", 2});
+    cases.push_back(
+        {"extra data of 65570 bytes", PlainExtra("a", Entry("lyid", 10).raw(Entry("Txt2", 65524))), "a", 2});
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         Bytes record = Record(0, {{0, 2}}, c.extra);
@@ -200,8 +201,8 @@ TEST_F(LayerSectionRead, MaskRectanglesNamesDividersAndDataOffsets) {
     Bytes record0 = Record(0, {{0, 5}, {1, 2}}, extra);
     Bytes record1 = Record(1, {{0, 2}}, PlainExtra("plain"));
     PSDLayers layers;
-    ASSERT_TRUE(Read(LayerSection(2, {record0, record1}, ChannelData(1, 5).raw(ChannelData(0, 2)).raw(ChannelData(3, 2))),
-                     layers));
+    Bytes data = ChannelData(1, 5).raw(ChannelData(0, 2)).raw(ChannelData(3, 2));
+    ASSERT_TRUE(Read(LayerSection(2, {record0, record1}, data), layers));
     const psdkit::LayerMask* m = layers.GetLayerRecordMask(0);
     EXPECT_EQ(std::vector<unsigned long>({m->MaskTop, m->MaskLeft, m->MaskBottom, m->MaskRight, m->DefaultColor,
                                           m->Flags, m->RealFlags, m->RealDefaultColor, m->RealTop, m->RealLeft,
