@@ -138,6 +138,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::ofstream out(output.Path(), std::ios_base::out | std::ios_base::binary | std::ios_base::trunc);
     if (!out) return 0;
     profile.SetStreams(nullptr, &out);
+    profile.UpdateSizesForWrite();  // as the section does before it adds the sizes up
     unsigned long claimed = profile.GetResourceBlockSize();
     profile.WriteResourceBlock();
     out.close();

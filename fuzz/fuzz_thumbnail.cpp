@@ -40,6 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::ofstream out(output.Path(), std::ios_base::out | std::ios_base::binary | std::ios_base::trunc);
     if (!out) return 0;
     thumbnail.SetStreams(nullptr, &out);
+    thumbnail.UpdateSizesForWrite();  // as the section does before it adds the sizes up
     unsigned long claimed = thumbnail.GetResourceBlockSize();
     thumbnail.WriteResourceBlock();
     out.close();

@@ -52,8 +52,7 @@ char* PSDHeader::GetModeAsName() const {
 }
 
 bool PSDHeader::ValidateAttributesForWrite() const {
-    return Rows > 0 && Columns > 0 && Rows <= MAX_DIMENSION && Columns <= MAX_DIMENSION && Channels != 0 &&
-           Depth != 0 && Mode <= 9 && OutputStream != nullptr;
+    return Rows > 0 && Columns > 0 && Channels != 0 && Depth != 0 && Mode <= 9 && OutputStream != nullptr;
 }
 
 void PSDHeader::FreeHeader() {

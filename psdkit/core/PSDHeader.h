@@ -43,12 +43,12 @@ public:
     char* GetModeAsName() const;
 
     bool IsValidHeader() const { return Valid; }
-    // The largest width and height a PSD file holds.
+    // The largest width and height a PSD file holds. The header writes any
+    // value it is given (the low 32 bits); PhotoshopFile's commit refuses one
+    // above this.
     static constexpr long MAX_DIMENSION = 30000;
 
     // True when the attributes can be written and an output stream is bound.
-    // Width and height must lie in 1 to MAX_DIMENSION: a larger value would
-    // not be read, or would be cut to the header's 32 bits.
     bool ValidateAttributesForWrite() const;
 
     void FreeHeader();

@@ -105,6 +105,10 @@ PSDLayers* PhotoshopFile::GetTaggedLayers() {
 bool PhotoshopFile::OpenWriteFile(const char* name) { return File.OpenFileForWrite(name); }
 
 bool PhotoshopFile::ValidateAttributesForWrite() {
+    // A width or height the format does not hold, or the header's 32 bits
+    // would cut, fails here rather than reaching the file cut.
+    if (File.Header.GetRows() > PSDHeader::MAX_DIMENSION || File.Header.GetColumns() > PSDHeader::MAX_DIMENSION)
+        return false;
     return File.Header.ValidateAttributesForWrite() && File.ImageData.ValidateAttributesForWrite();
 }
 

@@ -32,6 +32,8 @@ public:
     // writes everything and closes the file. False when the check fails (the
     // file then stays open) or a write fails.
     bool CommitWriteFile();
+    // The header's and the image data's checks, and width and height no
+    // larger than PSDHeader::MAX_DIMENSION.
     bool ValidateAttributesForWrite();
 
     void SetImageWidth(unsigned long width) { File.Header.SetColumns(static_cast<long>(width)); }

@@ -10,11 +10,20 @@ using namespace psdkit;
 
 namespace {
 
-void ExpectBlocks(PhotoshopFile& document, const nlohmann::json& expected) {
+// `written` is the document the blocks were written from: a profile is re-encoded, so its
+// size is the one the write gave it, and its name is gone.
+void ExpectBlocks(PhotoshopFile& document, const nlohmann::json& expected, PhotoshopFile* written = nullptr) {
     ASSERT_GE(document.GetImageResources()->GetNumResourceBlocks(), expected.size());
     for (std::size_t i = 0; i < expected.size(); ++i) {
         PSDResourceBlock* block = document.GetImageResources()->GetResourceBlock(i);
         EXPECT_EQ(block->GetResourceID(), expected[i].at("id").get<unsigned>()) << i;
+        PSDICCProfileRB* profile = written == nullptr ? nullptr
+            : dynamic_cast<PSDICCProfileRB*>(written->GetImageResources()->GetResourceBlock(i));
+        if (profile != nullptr && profile->GetDataBlockSize() == profile->GetHdrProfileSize()) {
+            EXPECT_EQ(block->GetNameLength(), 0u) << i;
+            EXPECT_EQ(block->GetDataBlockSize(), profile->GetHdrProfileSize()) << i;
+            continue;
+        }
         EXPECT_EQ(block->GetNameLength(), expected[i].at("name_length").get<unsigned>()) << i;
         EXPECT_EQ(block->GetDataBlockSize(), expected[i].at("data_size").get<unsigned long>()) << i;
     }
@@ -42,7 +51,7 @@ TEST(CorpusResources, EveryFileGivesItsBlocksAlsoWhenWrittenAgain) {
         ASSERT_TRUE(document.CommitWriteFile());
         PhotoshopFile back;
         ASSERT_TRUE(back.OpenReadFile(again.c_str()));
-        ExpectBlocks(back, expected);
+        ExpectBlocks(back, expected, &document);
         // Thumbnail and profile blocks belong to classes that encode them anew.
         for (std::size_t i = 0; i < expected.size(); ++i) {
             PSDResourceBlock* before = document.GetImageResources()->GetResourceBlock(i);
