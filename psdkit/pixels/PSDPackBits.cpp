@@ -1,5 +1,6 @@
 #include "psdkit/pixels/PSDPackBits.h"
 
+#include <cstdint>
 #include <cstring>
 
 namespace psdkit {
@@ -45,8 +46,25 @@ unsigned long PSDPackBits::EncodeRow(const char* row, unsigned long rowBytes, ch
         }
     };
     while (i < rowBytes) {
+        // Eight bytes with no two neighbours equal cannot start a run: skip them.
+        while (i + 9 <= rowBytes) {
+            std::uint64_t x, y;
+            std::memcpy(&x, p + i, 8);
+            std::memcpy(&y, p + i + 1, 8);
+            std::uint64_t z = x ^ y;
+            if (((z - 0x0101010101010101ULL) & ~z & 0x8080808080808080ULL) != 0) break;
+            i += 8;
+        }
+        if (i >= rowBytes) break;
         unsigned char b = p[i];
         unsigned long run = 1;
+        const std::uint64_t fill = 0x0101010101010101ULL * b;
+        while (i + run + 8 <= rowBytes && run + 8 <= 128) {
+            std::uint64_t x;
+            std::memcpy(&x, p + i + run, 8);
+            if (x != fill) break;
+            run += 8;
+        }
         while (i + run < rowBytes && run < 128 && p[i + run] == b) ++run;
         if (run >= 3) {
             flushLiteral(i);

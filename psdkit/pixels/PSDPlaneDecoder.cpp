@@ -84,11 +84,11 @@ bool Decode(const char* data, unsigned long length, unsigned short compression, 
             bool ok = true;
             for (unsigned short c = 0; c < count; ++c) {
                 unsigned long start = c * planeLength;
-                unsigned long have = start >= length ? 0 : length - start;
+                unsigned long have = !data || start >= length ? 0 : length - start;
                 if (have >= planeLength) {
                     std::memcpy(planes[c], data + start, planeLength);
                 } else {
-                    std::memcpy(planes[c], data + start, have);
+                    if (have) std::memcpy(planes[c], data + start, have);
                     std::memset(planes[c] + have, 0, planeLength - have);
                     ok = false;
                 }

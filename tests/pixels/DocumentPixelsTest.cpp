@@ -232,6 +232,9 @@ TEST(CommitThumbnail, MadeFromRLEDeepAndGrayData) {
         {"rle-rgb16.psd", 3, 16, PSDHeader::MODE_RGB},
         {"rle-gray8.psd", 1, 8, PSDHeader::MODE_GRAYSCALE},
         {"rle-gray16-alpha.psd", 2, 16, PSDHeader::MODE_GRAYSCALE},
+        {"rle-cmyk8.psd", 4, 8, PSDHeader::MODE_CMYK},  // through the colour conversion
+        {"rle-cmyk16.psd", 4, 16, PSDHeader::MODE_CMYK},
+        {"rle-lab8.psd", 3, 8, PSDHeader::MODE_LAB},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
