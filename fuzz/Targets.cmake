@@ -9,7 +9,7 @@ set(PSDKIT_FUZZ_CORPUS ${PROJECT_SOURCE_DIR}/../shared/corpus)
 set(PSDKIT_FUZZ_SEEDS ${CMAKE_BINARY_DIR}/fuzz-seeds)
 
 # A target whose classes are not part of this tree yet is left out.
-set(PSDKIT_FUZZ_TARGETS file resources layers)
+set(PSDKIT_FUZZ_TARGETS file resources layers packbits deflate pixels)
 if(EXISTS ${PROJECT_SOURCE_DIR}/psdkit/icc/PSDICCProfileRB.h AND EXISTS ${PROJECT_SOURCE_DIR}/psdkit/icc/PSDICCTag.h)
   list(APPEND PSDKIT_FUZZ_TARGETS icc)
 endif()
@@ -35,6 +35,9 @@ set(PSDKIT_FUZZ_SUFFIX_resources .res)
 set(PSDKIT_FUZZ_SUFFIX_layers .layers)
 set(PSDKIT_FUZZ_SUFFIX_icc .icc)
 set(PSDKIT_FUZZ_SUFFIX_thumbnail .thumb)
+set(PSDKIT_FUZZ_SUFFIX_packbits .rle)
+set(PSDKIT_FUZZ_SUFFIX_deflate .zlib)
+set(PSDKIT_FUZZ_SUFFIX_pixels .psd)
 
 # The support library of the targets and the seed extractor.
 function(psdkit_fuzz_common)

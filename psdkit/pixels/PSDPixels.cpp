@@ -5,7 +5,6 @@
 #include "psdkit/core/PSDFile.h"
 #include "psdkit/core/PhotoshopFile.h"
 #include "psdkit/core/PSDUtil.h"
-#include "psdkit/layers/PSDLayers.h"
 #include "psdkit/pixels/PSDColorConverter.h"
 #include "psdkit/pixels/PSDPlaneDecoder.h"
 #include "psdkit/resources/PSDImageRes.h"
@@ -18,10 +17,12 @@ namespace {
 const unsigned short RESOURCE_ICC_PROFILE = 1039;
 const unsigned long HEADER_LENGTH = 26;
 
-// The colour mode data: the section reader passes over it, so it is read
-// from the file again. Never more than the file holds.
-void ReadColorModeData(const char* fileName, std::vector<char>& out) {
-    out.clear();
+// What the section readers do not keep: the colour mode data (passed over)
+// and the sign of the layer count. Read from the file again, never more than
+// it holds.
+void ReadFileFacts(const char* fileName, std::vector<char>& colorTable, bool* negativeLayerCount) {
+    colorTable.clear();
+    *negativeLayerCount = false;
     if (!fileName) return;
     std::ifstream in(fileName, std::ios::binary);
     if (!in) return;
@@ -30,12 +31,31 @@ void ReadColorModeData(const char* fileName, std::vector<char>& out) {
     if (size < static_cast<std::streamoff>(HEADER_LENGTH + 4)) return;
     in.seekg(HEADER_LENGTH);
     char word[4];
-    if (!in.read(word, 4)) return;
     unsigned long length = 0;
+    if (!in.read(word, 4)) return;
     PSDUtil::BufferToLong(word, &length);
-    if (length > static_cast<unsigned long>(size) - HEADER_LENGTH - 4) return;
-    out.resize(length);
-    if (!in.read(out.data(), static_cast<std::streamsize>(length))) out.clear();
+    unsigned long position = HEADER_LENGTH + 4;
+    if (length > static_cast<unsigned long>(size) - position) return;
+    colorTable.resize(length);
+    if (!in.read(colorTable.data(), static_cast<std::streamsize>(length))) {
+        colorTable.clear();
+        return;
+    }
+    position += length;
+    // Image resources, then the layer section's length, the layer info's
+    // length and the count.
+    if (!in.read(word, 4)) return;
+    PSDUtil::BufferToLong(word, &length);
+    position += 4;
+    if (length > static_cast<unsigned long>(size) - position) return;
+    in.seekg(static_cast<std::streamoff>(position + length));
+    char layerStart[10];
+    if (!in.read(layerStart, 10)) return;
+    unsigned long sectionLength = 0, infoLength = 0;
+    PSDUtil::BufferToLong(layerStart, &sectionLength);
+    PSDUtil::BufferToLong(layerStart + 4, &infoLength);
+    if (sectionLength < 6 || infoLength < 2) return;
+    *negativeLayerCount = (static_cast<unsigned char>(layerStart[8]) & 0x80) != 0;
 }
 
 }  // namespace
@@ -141,12 +161,11 @@ bool PSDPixels::DecodeComposite(PhotoshopFile& doc) {
                                            &Problems);
 
     // A negative layer count marks the first extra channel as the
-    // composite's transparency.
-    short layerCount = static_cast<short>(doc.GetLayers()->GetLayerCount());
+    // composite's transparency; the layer model keeps only the number.
+    bool negativeLayerCount = false;
+    ReadFileFacts(doc.GetFile()->GetFileName(), ColorTable, &negativeLayerCount);
     unsigned short colorPlanes = PSDColorConverter::ColorPlanes(Mode);
-    if (layerCount < 0 && channels > colorPlanes) AlphaPlane = colorPlanes;
-
-    ReadColorModeData(doc.GetFile()->GetFileName(), ColorTable);
+    if (negativeLayerCount && channels > colorPlanes) AlphaPlane = colorPlanes;
     PSDImageRes* resources = doc.GetImageResources();
     for (unsigned long i = 0; i < resources->GetNumResourceBlocks(); ++i) {
         PSDResourceBlock* block = resources->GetResourceBlock(i);

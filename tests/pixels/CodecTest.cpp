@@ -13,6 +13,7 @@
 #include "psdkit/pixels/PSDPackBits.h"
 #include "psdkit/pixels/PSDPlaneDecoder.h"
 #include "psdkit/pixels/PSDPlaneEncoder.h"
+#include "support/TestSupport.h"
 
 using psdkit::PSDDeflate;
 using psdkit::PSDPackBits;
@@ -307,4 +308,67 @@ TEST(PlaneDecoder, EveryCompressionAndDepthOrAClearRefusal) {
     EXPECT_FALSE(PSDPlaneDecoder::CanProduce(2, 1000, 1032001));
     EXPECT_FALSE(PSDPlaneDecoder::CanProduce(0, 0, 1));
     EXPECT_TRUE(PSDPlaneDecoder::CanProduce(0, 0, 0));
+}
+
+// psd-tools as a black box: it must decode our streams, and we must decode its
+// own, for RLE, deflate and deflate with prediction at every depth.
+TEST(Codecs, AgreeWithPsdTools) {
+    const char* python = "/usr/bin/python3";
+    if (!psdtest::HaveProgram(python) || psdtest::RunProgram({python, "-c", "import psd_tools"}).exitCode != 0)
+        GTEST_SKIP() << "psd-tools not found for /usr/bin/python3 (Debian package python3-psd-tools)";
+    psdtest::TempDir dir;
+    struct Case {
+        unsigned short compression, depth;
+        unsigned long width, height;
+        std::vector<char> plane;
+    };
+    std::vector<Case> cases;
+    for (unsigned short compression : {1, 2, 3})
+        for (unsigned short depth : {8, 16, 32})
+            for (unsigned long width : {1UL, 7UL, 130UL}) {
+                std::vector<char> plane = Noise(width * depth / 8 * 6, width + depth);
+                for (unsigned long i = 0; i < plane.size() / 2; ++i) plane[i] = static_cast<char>(i / 5);
+                cases.push_back({compression, depth, width, 6, plane});
+            }
+    std::string list;
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        const Case& c = cases[i];
+        const char* planes[1] = {c.plane.data()};
+        std::vector<char> ours;
+        if (c.compression == 1)
+            ASSERT_TRUE(PSDPlaneEncoder::EncodeRLE(planes, 1, c.width, c.height, c.depth, ours));
+        else
+            ASSERT_TRUE(PSDPlaneEncoder::EncodeZip(planes, 1, c.width, c.height, c.depth, c.compression == 3, ours));
+        std::string base = dir.Path("case" + std::to_string(i));
+        dir.Write("case" + std::to_string(i) + ".raw", c.plane);
+        dir.Write("case" + std::to_string(i) + ".ours", ours);
+        list += base + " " + std::to_string(c.compression) + " " + std::to_string(c.width) + " " +
+                std::to_string(c.height) + " " + std::to_string(c.depth) + "\n";
+    }
+    std::string listPath = dir.Write("cases.txt", std::vector<char>(list.begin(), list.end()));
+    const char* script = R"(
+import sys
+from psd_tools.compression import compress, decompress
+for line in open(sys.argv[1]):
+    base, comp, w, h, d = line.split()
+    comp, w, h, d = int(comp), int(w), int(h), int(d)
+    raw = open(base + ".raw", "rb").read()
+    back = decompress(open(base + ".ours", "rb").read(), comp, w, h, d)
+    print(base, "same" if bytes(back) == raw else "different")
+    open(base + ".theirs", "wb").write(compress(raw, comp, w, h, d))
+)";
+    psdtest::RunResult r = psdtest::RunProgram({python, "-c", script, listPath});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        const Case& c = cases[i];
+        SCOPED_TRACE("compression " + std::to_string(c.compression) + ", " + std::to_string(c.depth) + " bits, width " +
+                     std::to_string(c.width));
+        std::string base = dir.Path("case" + std::to_string(i));
+        EXPECT_NE(r.out.find(base + " same\n"), std::string::npos) << "psd-tools decodes ours differently";
+        std::vector<char> theirs = psdtest::ReadFile(base + ".theirs");
+        std::vector<char> plane(c.plane.size(), GUARD);
+        EXPECT_TRUE(PSDPlaneDecoder::DecodeChannel(theirs.data(), theirs.size(), c.compression, c.width, c.height,
+                                                   c.depth, plane.data()));
+        EXPECT_EQ(plane, c.plane);
+    }
 }

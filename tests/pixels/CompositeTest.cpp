@@ -54,6 +54,10 @@ TEST(Composite, CorpusPlanesMatchTheIndependentReader) {
             EXPECT_EQ(psdtest::Sha256Hex(pixels.GetPlane(i), pixels.GetPlaneLength()),
                       composite["planes"][i].get<std::string>())
                 << "plane " << i;
+        // The composite's transparency: the first extra channel, where the stored layer count is negative.
+        bool negative = file && file->value("layer_count_raw", 0) < 0;
+        unsigned mode = facts["header"]["mode"], colours = mode == 4 ? 4 : (mode == 3 || mode == 9) ? 3 : 1;
+        EXPECT_EQ(pixels.GetAlphaPlane(), negative && pixels.GetNumPlanes() > colours ? int(colours) : -1);
         ++checked;
     }
     EXPECT_GT(checked, 20);
