@@ -70,7 +70,8 @@ int RunExport(const std::vector<std::string>& args) {
             files.push_back(arg);
         }
     }
-    if (files.size() != 2) return Fail(EXIT_USAGE, "export: give one PSD file and one output (see psdkit export --help)");
+    if (files.size() != 2)
+        return Fail(EXIT_USAGE, "export: give one PSD file and one output (see psdkit export --help)");
     const std::string& in = files[0];
     const std::string& out = files[1];
     ImageFormat format = FormatFromName(out);
@@ -130,7 +131,8 @@ int RunExport(const std::vector<std::string>& args) {
     std::FILE* file = output.Open(&error);
     if (!file) return Fail(EXIT_FAILURE_RUN, error);
     ImageWriter writer;
-    if (!writer.Begin(file, format, width, height, channels, depth)) return Fail(EXIT_FAILURE_RUN, out + ": " + writer.GetError());
+    if (!writer.Begin(file, format, width, height, channels, depth))
+        return Fail(EXIT_FAILURE_RUN, out + ": " + writer.GetError());
 
     // Indexed colour needs the colour table only the decoder holds: it is
     // converted whole. Everything else goes band by band.
@@ -153,14 +155,16 @@ int RunExport(const std::vector<std::string>& args) {
                                           reinterpret_cast<char*>(band.data())))
                 return Fail(EXIT_FAILURE_RUN, in + ": cannot convert the colours of the image");
             if (gray) KeepGray(band.data(), width * part.Height, converted, channels, depth / 8);
-            if (!writer.WriteRows(band.data(), part.Height)) return Fail(EXIT_FAILURE_RUN, out + ": " + writer.GetError());
+            if (!writer.WriteRows(band.data(), part.Height))
+                return Fail(EXIT_FAILURE_RUN, out + ": " + writer.GetError());
         }
     }
     if (!writer.Finish()) return Fail(EXIT_FAILURE_RUN, out + ": " + writer.GetError());
     if (!output.Commit(&error)) return Fail(EXIT_FAILURE_RUN, error);
     if (!intact)
-        return Fail(EXIT_FAILURE_RUN, in + ": damaged image data, wrote what could be decoded" +
-                                          (pixels.GetNumProblems() ? std::string(" (") + pixels.GetProblem(0) + ")" : ""));
+        return Fail(EXIT_FAILURE_RUN,
+                    in + ": damaged image data, wrote what could be decoded" +
+                        (pixels.GetNumProblems() ? std::string(" (") + pixels.GetProblem(0) + ")" : ""));
     return EXIT_OK;
 }
 

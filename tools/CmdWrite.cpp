@@ -87,7 +87,8 @@ int RunWrite(const std::vector<std::string>& args) {
     const bool gray = channels <= 2;
 
     PhotoshopFile document;
-    if (!document.OpenWriteFile(output.GetTemporaryName().c_str())) return Fail(EXIT_FAILURE_RUN, out + ": cannot create file");
+    if (!document.OpenWriteFile(output.GetTemporaryName().c_str()))
+        return Fail(EXIT_FAILURE_RUN, out + ": cannot create file");
     document.SetImageWidth(image.width);
     document.SetImageHeight(image.height);
     document.SetImageChannels(channels);
@@ -120,9 +121,9 @@ int RunWrite(const std::vector<std::string>& args) {
         return Fail(EXIT_FAILURE_RUN, out + ": write failed (or the image exceeds 30000 pixels a side)");
     }
     if (!output.Commit(&error)) return Fail(EXIT_FAILURE_RUN, error);
-    std::cout << "wrote " << out << ": " << image.width << "x" << image.height << ", "
-              << (gray ? "Grayscale" : "RGB") << (channels % 2 == 0 ? " with alpha" : "") << ", " << image.depth
-              << " bits, " << (rle ? "RLE" : "raw") << "\n";
+    std::cout << "wrote " << out << ": " << image.width << "x" << image.height << ", " << (gray ? "Grayscale" : "RGB")
+              << (channels % 2 == 0 ? " with alpha" : "") << ", " << image.depth << " bits, " << (rle ? "RLE" : "raw")
+              << "\n";
     return EXIT_OK;
 }
 

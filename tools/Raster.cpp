@@ -169,8 +169,8 @@ bool ImageWriter::Begin(std::FILE* file, ImageFormat format, unsigned long width
         written = std::fprintf(file, "P7\nWIDTH %lu\nHEIGHT %lu\nDEPTH %u\nMAXVAL %u\nTUPLTYPE %s\nENDHDR\n", width,
                                height, channels, maxval, types[channels - 1]);
     } else {
-        written = std::fprintf(file, "P%c\n%lu %lu\n%u\n", format == ImageFormat::PPM ? '6' : '5', width, height,
-                               maxval);
+        written =
+            std::fprintf(file, "P%c\n%lu %lu\n%u\n", format == ImageFormat::PPM ? '6' : '5', width, height, maxval);
     }
     if (written < 0) Error = "write failed";
     return written >= 0;

@@ -65,18 +65,18 @@ uint16_t FloatTo16(float value, bool encode) {
 // One stored row to 16-bit samples. 1-bit rows: a set bit is black.
 void RowTo16(const unsigned char* row, unsigned long width, unsigned short depth, bool encode, uint16_t* out) {
     switch (depth) {
-    case 1:
-        for (unsigned long x = 0; x < width; ++x) out[x] = (row[x >> 3] & (0x80 >> (x & 7))) ? 0 : 65535;
-        break;
-    case 8:
-        for (unsigned long x = 0; x < width; ++x) out[x] = static_cast<uint16_t>(row[x] * 257);
-        break;
-    case 16:
-        for (unsigned long x = 0; x < width; ++x) out[x] = ReadBig16(row + 2 * x);
-        break;
-    default:
-        for (unsigned long x = 0; x < width; ++x) out[x] = FloatTo16(ReadBigFloat(row + 4 * x), encode);
-        break;
+        case 1:
+            for (unsigned long x = 0; x < width; ++x) out[x] = (row[x >> 3] & (0x80 >> (x & 7))) ? 0 : 65535;
+            break;
+        case 8:
+            for (unsigned long x = 0; x < width; ++x) out[x] = static_cast<uint16_t>(row[x] * 257);
+            break;
+        case 16:
+            for (unsigned long x = 0; x < width; ++x) out[x] = ReadBig16(row + 2 * x);
+            break;
+        default:
+            for (unsigned long x = 0; x < width; ++x) out[x] = FloatTo16(ReadBigFloat(row + 4 * x), encode);
+            break;
     }
 }
 
@@ -236,8 +236,8 @@ bool ConvertManaged(const PSDColorConverter::Source& source, cmsHPROFILE input, 
     const bool wide = source.Depth != 8;
     // CMYK is stored with 0 as full ink, the reverse of ICC's convention.
     cmsUInt32Number inFormat = cmyk ? (wide ? TYPE_CMYK_16_REV : TYPE_CMYK_8_REV) : (wide ? TYPE_Lab_16 : TYPE_Lab_8);
-    cmsUInt32Number outFormat = depth == 8 ? (withAlpha ? TYPE_RGBA_8 : TYPE_RGB_8)
-                                           : (withAlpha ? TYPE_RGBA_16 : TYPE_RGB_16);
+    cmsUInt32Number outFormat =
+        depth == 8 ? (withAlpha ? TYPE_RGBA_8 : TYPE_RGB_8) : (withAlpha ? TYPE_RGBA_16 : TYPE_RGB_16);
     // The optimised Lab transform samples a grid that misses neutral a, b:
     // white comes out 254. Lab documents are rare, so exactness wins there.
     cmsUInt32Number flags = cmsFLAGS_BLACKPOINTCOMPENSATION | (cmyk ? 0 : cmsFLAGS_NOOPTIMIZE);
@@ -300,22 +300,21 @@ bool PSDColorConverter::ToRGB(const Source& source, unsigned short depth, bool a
     if (!out || InterleavedLength(source, depth, alpha) == 0) return false;
     if (source.Width > ~0UL / 5 / sizeof(uint16_t)) return false;
     switch (source.Mode) {
-    case MODE_BITMAP:
-        if (source.Depth != 1) return false;
-        break;
-    case MODE_INDEXED:
-        if (source.Depth != 8 || !source.ColorTable || source.ColorTableLength < 768) return false;
-        break;
-    case MODE_GRAYSCALE:
-    case MODE_RGB:
-    case MODE_CMYK:
-    case MODE_MULTICHANNEL:
-    case MODE_DUOTONE:
-    case MODE_LAB:
-        if (source.Depth != 8 && source.Depth != 16 && source.Depth != 32) return false;
-        break;
-    default:
-        return false;
+        case MODE_BITMAP:
+            if (source.Depth != 1) return false;
+            break;
+        case MODE_INDEXED:
+            if (source.Depth != 8 || !source.ColorTable || source.ColorTableLength < 768) return false;
+            break;
+        case MODE_GRAYSCALE:
+        case MODE_RGB:
+        case MODE_CMYK:
+        case MODE_MULTICHANNEL:
+        case MODE_DUOTONE:
+        case MODE_LAB:
+            if (source.Depth != 8 && source.Depth != 16 && source.Depth != 32) return false;
+            break;
+        default: return false;
     }
     const unsigned short used = PlanesUsed(source);
     if (!source.Planes || source.NumPlanes < used) return false;
@@ -343,13 +342,10 @@ bool PSDColorConverter::ToRGB(const Source& source, unsigned short depth, bool a
 
 unsigned short PSDColorConverter::ColorPlanes(unsigned short mode) {
     switch (mode) {
-    case MODE_RGB:
-    case MODE_LAB:
-        return 3;
-    case MODE_CMYK:
-        return 4;
-    default:
-        return 1;
+        case MODE_RGB:
+        case MODE_LAB: return 3;
+        case MODE_CMYK: return 4;
+        default: return 1;
     }
 }
 

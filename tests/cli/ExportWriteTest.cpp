@@ -46,7 +46,8 @@ void Put(std::vector<char>& out, unsigned value, unsigned depth) {
 
 std::vector<char> Netpbm(const Image& image) {
     std::ostringstream header;
-    header << (image.channels == 3 ? "P6" : "P5") << "\n" << image.width << " " << image.height << "\n"
+    header << (image.channels == 3 ? "P6" : "P5") << "\n"
+           << image.width << " " << image.height << "\n"
            << (image.depth == 16 ? 65535 : 255) << "\n";
     std::string h = header.str();
     std::vector<char> out(h.begin(), h.end());
@@ -153,7 +154,7 @@ struct Kind {
     unsigned channels, depth;
     const char* name;
 };
-const Kind KINDS[] = {{1, 8, "gray8"},  {2, 8, "graya8"},  {3, 8, "rgb8"},  {4, 8, "rgba8"},
+const Kind KINDS[] = {{1, 8, "gray8"},   {2, 8, "graya8"},   {3, 8, "rgb8"},   {4, 8, "rgba8"},
                       {1, 16, "gray16"}, {2, 16, "graya16"}, {3, 16, "rgb16"}, {4, 16, "rgba16"}};
 
 // Every kind of source, as PNG and (where the format holds it) PPM or PGM,
@@ -166,7 +167,8 @@ TEST(ExportWrite, RoundTripKeepsEverySample) {
         Image source = Pattern(37, 12, kind.channels, kind.depth);
         std::vector<std::string> inputs = {dir.Write(std::string(kind.name) + ".png", Png(source))};
         if (kind.channels % 2 == 1)
-            inputs.push_back(dir.Write(std::string(kind.name) + (kind.channels == 3 ? ".ppm" : ".pgm"), Netpbm(source)));
+            inputs.push_back(
+                dir.Write(std::string(kind.name) + (kind.channels == 3 ? ".ppm" : ".pgm"), Netpbm(source)));
         for (const std::string& input : inputs)
             for (const char* compression : {"raw", "rle"}) {
                 SCOPED_TRACE(input + " " + compression);
@@ -285,8 +287,8 @@ TEST(ExportWrite, PeersReadWrittenRleFiles) {
             script.insert(script.end(), {peer, psd, std::to_string(kind.depth)});
         }
         if (haveConvert) {
-            psdtest::RunResult r = psdtest::RunProgram(
-                {"/usr/bin/convert", psd + "[0]", "-depth", std::to_string(kind.depth), "pam:-"});
+            psdtest::RunResult r =
+                psdtest::RunProgram({"/usr/bin/convert", psd + "[0]", "-depth", std::to_string(kind.depth), "pam:-"});
             ASSERT_EQ(r.exitCode, 0) << r.err;
             Image read = ReadNetpbm(std::vector<char>(r.out.begin(), r.out.end()));
             ASSERT_NE(read.channels, 0u);
@@ -306,7 +308,8 @@ TEST(ExportWrite, PeersReadWrittenRleFiles) {
         if (check.peer == "pillow")
             EXPECT_TRUE(read.samples == Colours(check.source, true));
         else
-            EXPECT_TRUE(OpaqueSamples(read) == OpaqueSamples(check.source) && read.samples.size() == check.source.samples.size());
+            EXPECT_TRUE(OpaqueSamples(read) == OpaqueSamples(check.source) &&
+                        read.samples.size() == check.source.samples.size());
     }
 }
 
@@ -320,9 +323,9 @@ TEST(ExportWrite, CorpusModesMatchPsdTools) {
     const struct {
         const char* file;
         bool gray;
-    } files[] = {{"ps-rgb8-flat.psd", false},         {"ps-rgb16-lr16.psd", false},
-                 {"ps-gray8-layers-mask.psd", true}, {"ps-bitmap1-flat.psd", true},      {"ps-duotone8-layers.psd", true},
-                 {"ps-indexed8-flat.psd", false},    {"im-indexed8.psd", false},         {"im-flat-cmyk16.psd", false}};
+    } files[] = {{"ps-rgb8-flat.psd", false},   {"ps-rgb16-lr16.psd", false},     {"ps-gray8-layers-mask.psd", true},
+                 {"ps-bitmap1-flat.psd", true}, {"ps-duotone8-layers.psd", true}, {"ps-indexed8-flat.psd", false},
+                 {"im-indexed8.psd", false},    {"im-flat-cmyk16.psd", false}};
     psdtest::TempDir dir;
     std::vector<std::string> script = {PYTHON, "-c", R"(
 import sys
@@ -368,7 +371,7 @@ TEST(ExportWrite, RefusalsLeaveNothingBehind) {
         {"export", psd, dir.Path("out.jpg")},
         {"export", psd, existing},
         {"export", dir.Path("missing.psd"), out},
-        {"export", png, out},  // not a PSD file
+        {"export", png, out},                  // not a PSD file
         {"export", psd, dir.Path("out.pgm")},  // an RGB document is no PGM
         {"export", psd, out, "--depth", "12"},
         {"export", psd},

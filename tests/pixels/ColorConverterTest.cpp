@@ -29,8 +29,8 @@ struct Image {
     std::vector<Plane> planes;
     std::vector<const char*> pointers;
     PSDColorConverter::Source source;
-    Image(unsigned short mode, unsigned short depth, unsigned long width, unsigned long height,
-          std::vector<Plane> p, int alpha = -1)
+    Image(unsigned short mode, unsigned short depth, unsigned long width, unsigned long height, std::vector<Plane> p,
+          int alpha = -1)
         : planes(std::move(p)) {
         source.Width = width;
         source.Height = height;
@@ -88,26 +88,36 @@ TEST(ColorConverter, EachModeToEightBitRgb) {
         // 0x1234 / 257 = 18.1; 0xFFFF is white.
         {"gray 16 big-endian", Image(1, 16, 2, 1, {{0x12, 0x34, 0xFF, 0xFF}}), false, {18, 18, 18, 255, 255, 255}},
         // Linear 0.2 is sRGB 0.4845 (124); 0.001 is on the linear toe (3); out of range clamps.
-        {"gray 32 linear float", Image(1, 32, 4, 1, {Float32({0.2f, 0.001f, 2.0f, -1.0f})}), false,
+        {"gray 32 linear float",
+         Image(1, 32, 4, 1, {Float32({0.2f, 0.001f, 2.0f, -1.0f})}),
+         false,
          {124, 124, 124, 3, 3, 3, 255, 255, 255, 0, 0, 0}},
         {"rgb 8", Image(3, 8, 2, 1, {{1, 4}, {2, 5}, {3, 6}}), false, {1, 2, 3, 4, 5, 6}},
         {"rgb 8 with alpha", Image(3, 8, 2, 1, {{1, 4}, {2, 5}, {3, 6}, {7, 8}}, 3), true, {1, 2, 3, 7, 4, 5, 6, 8}},
         {"rgb 8, alpha asked but absent", Image(3, 8, 1, 1, {{1}, {2}, {3}}), true, {1, 2, 3}},
         {"rgb 8, alpha present but not asked", Image(3, 8, 1, 1, {{1}, {2}, {3}, {9}}, 3), false, {1, 2, 3}},
-        {"rgb 16 with alpha", Image(3, 16, 1, 1, {{0xFF, 0xFF}, {0x80, 0x80}, {0, 0}, {0x40, 0x40}}, 3), true,
+        {"rgb 16 with alpha",
+         Image(3, 16, 1, 1, {{0xFF, 0xFF}, {0x80, 0x80}, {0, 0}, {0x40, 0x40}}, 3),
+         true,
          {255, 128, 0, 64}},
         {"indexed", Image(2, 8, 3, 1, {{1, 0, 255}}), false, {10, 20, 30, 0, 0, 0, 255, 0, 0}},
         // 10 pixels a row, two bytes; the padding bits of the second byte are junk.
         // 10 pixels a row in two bytes, rows 0xA0 0x7F and 0x00 0xC0; the padding bits of a row's last byte are junk.
-        {"bitmap, 1 is black", Image(0, 1, 10, 2, {{0xA0, 0x7F, 0x00, 0xC0}}), false, Pixels("KWKWWWWWWK" "WWWWWWWWKK")},
+        {"bitmap, 1 is black", Image(0, 1, 10, 2, {{0xA0, 0x7F, 0x00, 0xC0}}), false,
+         Pixels("KWKWWWWWWK"
+                "WWWWWWWWKK")},
         {"duotone as its gray", Image(8, 8, 1, 1, {{77}}), false, {77, 77, 77}},
         {"multichannel, two planes as gray", Image(7, 8, 1, 1, {{90}, {10}}), false, {90, 90, 90}},
         {"multichannel, first three as rgb", Image(7, 8, 1, 1, {{1}, {2}, {3}, {4}}), false, {1, 2, 3}},
         {"multichannel, alpha not counted", Image(7, 8, 1, 1, {{5}, {6}, {7}}, 2), true, {5, 5, 5, 7}},
         // Stored inverted: 255 is no ink. No profile: light through = C' x K'.
-        {"cmyk without profile", Image(4, 8, 2, 1, {{255, 255}, {0, 0}, {255, 255}, {255, 128}}), false,
+        {"cmyk without profile",
+         Image(4, 8, 2, 1, {{255, 255}, {0, 0}, {255, 255}, {255, 128}}),
+         false,
          {255, 0, 255, 128, 0, 128}},
-        {"cmyk 16 without profile", Image(4, 16, 1, 1, {{0, 0}, {0xFF, 0xFF}, {0xFF, 0xFF}, {0xFF, 0xFF}}), false,
+        {"cmyk 16 without profile",
+         Image(4, 16, 1, 1, {{0, 0}, {0xFF, 0xFF}, {0xFF, 0xFF}, {0xFF, 0xFF}}),
+         false,
          {0, 255, 255}},
         // L 100 and 0 with neutral a, b: white and black.
         {"lab white and black", Image(9, 8, 2, 1, {{255, 0}, {128, 128}, {128, 128}}), false, {255, 255, 255, 0, 0, 0}},
