@@ -515,13 +515,18 @@ void PSDICCProfileRB::ReadDataBlock() {
     NumTags = 0;
     Tags.reserve(count);
     for (unsigned long i = 0; i < count; ++i) {
+        if (!PSDBoundedReader::Charge(sizeof(PSDICCTag) + 32)) {
+            in.Problem("ICC profile: the read's memory budget is spent after %lu of %lu tags", i, count);
+            count = i;
+            break;
+        }
         std::unique_ptr<PSDICCTag> tag(new PSDICCTag());
         tag->ReadTagEntry(table.Peek(PSDICCTag::ICC_TAG_SIZE));
         table.Skip(PSDICCTag::ICC_TAG_SIZE);
         unsigned long offset = tag->GetTagOffset();
         if (offset > size || tag->GetPaddedTagSize() > size - offset) {
             ++outside;
-        } else if (tag->GetPaddedTagSize() > budget) {
+        } else if (tag->GetPaddedTagSize() > budget || !PSDBoundedReader::Charge(tag->GetPaddedTagSize())) {
             ++refused;
         } else if (tag->CopyTagData(data, size)) {
             budget -= tag->GetPaddedTagSize();
