@@ -513,9 +513,9 @@ void PSDICCProfileRB::ReadDataBlock() {
     unsigned long refused = 0;
     unsigned long damaged = 0;
     NumTags = 0;
-    Tags.reserve(count);
     for (unsigned long i = 0; i < count; ++i) {
-        if (!PSDBoundedReader::Charge(sizeof(PSDICCTag) + 32)) {
+        // The tag, its (possibly empty) payload allocation and its place in the list.
+        if (!PSDBoundedReader::Charge(sizeof(PSDICCTag) + 64)) {
             in.Problem("ICC profile: the read's memory budget is spent after %lu of %lu tags", i, count);
             count = i;
             break;
