@@ -23,6 +23,7 @@ const unsigned long DIRECT_COPY = 1024 * 1024;
 const std::size_t MAX_PROBLEMS = 100;
 
 thread_local std::vector<std::string>* ScopedProblems = nullptr;
+thread_local unsigned long ScopedBudget = ~0UL;
 
 }  // namespace
 
@@ -274,10 +275,24 @@ void PSDBoundedReader::Problem(const char* format, ...) const {
 
 void PSDBoundedReader::SyncStream() const { From->Sync(Pos); }
 
-PSDBoundedReader::ProblemScope::ProblemScope(std::vector<std::string>* problems) : Saved(ScopedProblems) {
+PSDBoundedReader::ProblemScope::ProblemScope(std::vector<std::string>* problems, unsigned long budget)
+    : Saved(ScopedProblems), SavedBudget(ScopedBudget) {
     ScopedProblems = problems;
+    ScopedBudget = budget;
 }
 
-PSDBoundedReader::ProblemScope::~ProblemScope() { ScopedProblems = Saved; }
+PSDBoundedReader::ProblemScope::~ProblemScope() {
+    ScopedProblems = Saved;
+    ScopedBudget = SavedBudget;
+}
+
+bool PSDBoundedReader::Charge(unsigned long bytes) {
+    if (ScopedBudget == UNLIMITED) return true;
+    if (bytes > ScopedBudget) return false;
+    ScopedBudget -= bytes;
+    return true;
+}
+
+void PSDBoundedReader::SetBudget(unsigned long bytes) { ScopedBudget = bytes; }
 
 }  // namespace psdkit

@@ -78,16 +78,24 @@ public:
 
     // While one lives, windows on memory report to `problems` (decoders of
     // resource blocks read their own copies of the file's bytes).
+    // It also sets the memory a read may take for what it keeps (UNLIMITED
+    // without a scope).
     class ProblemScope {
     public:
-        explicit ProblemScope(std::vector<std::string>* problems);
+        explicit ProblemScope(std::vector<std::string>* problems, unsigned long budget = UNLIMITED);
         ~ProblemScope();
         ProblemScope(const ProblemScope&) = delete;
         ProblemScope& operator=(const ProblemScope&) = delete;
 
     private:
         std::vector<std::string>* Saved;
+        unsigned long SavedBudget;
     };
+
+    // Charges what an object read from the file costs against the budget of
+    // the current scope; false, charging nothing, when it does not fit.
+    static bool Charge(unsigned long bytes);
+    static void SetBudget(unsigned long bytes);
 
     // The big-endian value at `at`, for bytes a window has handed out.
     static unsigned long LongAt(const char* at);

@@ -105,6 +105,9 @@ bool PSDFile::ReadFile() {
     // window on it.
     PSDBoundedReader file = PSDBoundedReader::OpenFile(FileName);
     if (file.Size() == 0) file = PSDBoundedReader(InputStream);
+    // What the objects read from the file take is held to twice its size and
+    // a megabyte, however densely the file packs small objects.
+    PSDBoundedReader::SetBudget(file.Size() < (~0UL >> 2) ? 2 * file.Size() + (1UL << 20) : ~0UL - 1);
     if (!Header.ReadSection(file)) {
         file.Problem("header: not a version 1 PSD file");
         return false;

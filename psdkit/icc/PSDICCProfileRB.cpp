@@ -513,15 +513,20 @@ void PSDICCProfileRB::ReadDataBlock() {
     unsigned long refused = 0;
     unsigned long damaged = 0;
     NumTags = 0;
-    Tags.reserve(count);
     for (unsigned long i = 0; i < count; ++i) {
+        // The tag, its (possibly empty) payload allocation and its place in the list.
+        if (!PSDBoundedReader::Charge(sizeof(PSDICCTag) + 64)) {
+            in.Problem("ICC profile: the read's memory budget is spent after %lu of %lu tags", i, count);
+            count = i;
+            break;
+        }
         std::unique_ptr<PSDICCTag> tag(new PSDICCTag());
         tag->ReadTagEntry(table.Peek(PSDICCTag::ICC_TAG_SIZE));
         table.Skip(PSDICCTag::ICC_TAG_SIZE);
         unsigned long offset = tag->GetTagOffset();
         if (offset > size || tag->GetPaddedTagSize() > size - offset) {
             ++outside;
-        } else if (tag->GetPaddedTagSize() > budget) {
+        } else if (tag->GetPaddedTagSize() > budget || !PSDBoundedReader::Charge(tag->GetPaddedTagSize())) {
             ++refused;
         } else if (tag->CopyTagData(data, size)) {
             budget -= tag->GetPaddedTagSize();

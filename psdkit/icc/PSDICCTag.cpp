@@ -130,10 +130,10 @@ void PSDICCTag::CopyTagData(const char* profile) {
 bool PSDICCTag::CopyTagData(const char* profile, unsigned long profileSize) {
     FreeTagData();
     // The padding belongs to the tag too, so it has to be there as well.
-    PSDBoundedReader in(profile, profileSize);
-    if (!in.SeekTo(TagOffset) || !in.Has(PaddedTagSize)) return false;
+    if (TagOffset > profileSize || PaddedTagSize > profileSize - TagOffset) return false;
     if (!AllocateTagData()) return false;
-    return in.Read(TagData, PaddedTagSize);
+    if (PaddedTagSize != 0) std::memcpy(TagData, profile + TagOffset, PaddedTagSize);
+    return true;
 }
 
 const char* PSDICCTag::ReadTag(const char* profile, const char* entry) {

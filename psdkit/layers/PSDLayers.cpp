@@ -440,6 +440,12 @@ bool PSDLayers::ReadLayerRecord(PSDBoundedReader& section, unsigned long index) 
         return false;
     }
 
+    // The record and its channels, against the read's memory budget.
+    const unsigned long perChannel = sizeof(ChannelInfo) + sizeof(ChannelImageData) + 48;
+    if (!PSDBoundedReader::Charge(sizeof(LayerRecord) + 64 + channels * perChannel)) {
+        section.Problem("layer record %lu: the read's memory budget is spent, reading stops", index);
+        return false;
+    }
     LayerRecord* record = AllocateLayerRecord();
     record->LayerTop = top;
     record->LayerLeft = left;
@@ -548,6 +554,7 @@ bool PSDLayers::ReadBlendingRanges(PSDBoundedReader& extra, LayerRecord* record,
     ranges.ReadLong(&record->BlendingGrayBlendSrc);
     ranges.ReadLong(&record->BlendingGrayBlendDest);
     unsigned short channels = static_cast<unsigned short>((length - 8) / 8);
+    if (!PSDBoundedReader::Charge(channels * (sizeof(BlendingChannel) + 24UL))) return false;
     record->BlendingChannels.reserve(channels);
     for (unsigned short c = 0; c < channels; ++c) {
         BlendingChannel* channel = AllocateBlendingChannel();
@@ -582,6 +589,7 @@ bool PSDLayers::ReadAdditionalInfo(PSDBoundedReader& extra, LayerRecord* record,
         if (remainder == 0) counted = true;
         if (counted && !(extra.Has(12) && IsBlockSignature(extra.Peek(4)))) return true;
         if (record->Adjustments.size() >= MAX_ENTRIES || !extra.Has(12)) return false;
+        if (!PSDBoundedReader::Charge(sizeof(UnicodeLayer) + 32)) return false;
         unsigned long signature = 0;
         unsigned long key = 0;
         unsigned long length = 0;

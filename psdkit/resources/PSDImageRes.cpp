@@ -17,6 +17,13 @@
 
 namespace psdkit {
 
+namespace {
+
+// What a block object costs beyond its payload, allocation overhead included.
+const unsigned long BLOCK_COST = 512;
+
+}  // namespace
+
 PSDImageRes::PSDImageRes() : NumResourceBlocks(0) {}
 
 PSDImageRes::~PSDImageRes() {
@@ -58,6 +65,11 @@ bool PSDImageRes::ReadSection(PSDBoundedReader& file) {
         // A block that runs past the section or the file ends the loop.
         if (!scratch.ReadResourceBlock(section)) {
             section.Problem("resource block %lu at %lu: does not fit in the image resources section", index, at);
+            break;
+        }
+        // A block object and its payload, against the read's memory budget.
+        if (!PSDBoundedReader::Charge(BLOCK_COST + scratch.GetDataBlockSize())) {
+            section.Problem("resource block %lu at %lu: the read's memory budget is spent, reading stops", index, at);
             break;
         }
         PSDResourceBlock* block = PopulateResouceBlockObject(&scratch);
