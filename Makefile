@@ -8,7 +8,7 @@ FUZZ_SECONDS ?= 30
 # Sanitizer runs stop at the first finding and print where it came from.
 SANITIZER_ENV = ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 
-.PHONY: all build demo test test-sanitize test-valgrind bench fuzz fuzz-ci install clean
+.PHONY: all build demo test test-sanitize test-valgrind bench fuzz fuzz-ci install clean python
 
 all: build
 
@@ -53,6 +53,10 @@ fuzz:
 # Each fuzz target for FUZZ_SECONDS on its seeds, as CI runs them.
 fuzz-ci: fuzz
 	fuzz/run-ci.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
+
+# The Python module alone (build/python/module/psdkit*.so).
+python: $(BUILD)/CMakeCache.txt
+	cmake --build $(BUILD) -j $(JOBS) --target python
 
 install: build
 	cmake --install $(BUILD)
