@@ -31,5 +31,5 @@ PYBIND11_MODULE(psdkit, m) {
         },
         py::arg("path"), py::arg("array"), py::arg("compression") = "rle",
         "Writes an (h, w), (h, w, 3) or (h, w, 4) uint8 or uint16 array as a grayscale or RGB file, "
-        "compression 'rle' or 'raw'.");
+        "compression 'rle', 'raw', 'zip' or 'zip_prediction'.");
 }

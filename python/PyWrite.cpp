@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "PyPsdkit.h"
+#include "psdkit/pixels/PSDPlaneEncoder.h"
 
 namespace psdkit {
 namespace python {
@@ -35,44 +36,6 @@ std::vector<char> PlanarBigEndian(const T* data, std::size_t height, std::size_t
     return out;
 }
 
-// PackBits of one row: runs of 2 to 128 equal bytes as a repeat, the rest
-// as literal spans of at most 128 bytes.
-void PackRow(const unsigned char* row, std::size_t length, std::vector<char>& out) {
-    std::size_t i = 0;
-    while (i < length) {
-        std::size_t run = 1;
-        while (i + run < length && run < 128 && row[i + run] == row[i]) ++run;
-        if (run >= 2) {
-            out.push_back(static_cast<char>(1 - static_cast<int>(run)));
-            out.push_back(static_cast<char>(row[i]));
-            i += run;
-            continue;
-        }
-        std::size_t start = i;
-        while (i < length && i - start < 128) {
-            if (i + 1 < length && row[i + 1] == row[i]) break;
-            ++i;
-        }
-        out.push_back(static_cast<char>(i - start - 1));
-        out.insert(out.end(), reinterpret_cast<const char*>(row + start), reinterpret_cast<const char*>(row + i));
-    }
-}
-
-// The RLE composite: a table of every row's byte count (2 bytes each, all
-// rows of all channels), then the packed rows, channel after channel.
-std::vector<char> PackPlanes(const std::vector<char>& planar, std::size_t rows, std::size_t rowBytes) {
-    std::vector<char> out(rows * 2);
-    out.reserve(rows * 2 + planar.size() + planar.size() / 64);
-    for (std::size_t r = 0; r < rows; ++r) {
-        std::size_t before = out.size();
-        PackRow(reinterpret_cast<const unsigned char*>(planar.data()) + r * rowBytes, rowBytes, out);
-        std::size_t packed = out.size() - before;
-        out[2 * r] = static_cast<char>((packed >> 8) & 0xFF);
-        out[2 * r + 1] = static_cast<char>(packed & 0xFF);
-    }
-    return out;
-}
-
 }  // namespace
 
 void WriteArray(const std::string& path, py::array array, const std::string& compression) {
@@ -81,8 +44,13 @@ void WriteArray(const std::string& path, py::array array, const std::string& com
         code = PSDImageData::COMPRESSION_RAW;
     } else if (compression == "rle") {
         code = PSDImageData::COMPRESSION_RLE;
+    } else if (compression == "zip") {
+        code = PSDImageData::COMPRESSION_ZIP;
+    } else if (compression == "zip_prediction") {
+        code = PSDImageData::COMPRESSION_ZIP_PREDICTION;
     } else {
-        throw py::value_error("compression must be 'raw' or 'rle', not '" + compression + "'");
+        throw py::value_error("compression must be 'raw', 'rle', 'zip' or 'zip_prediction', not '" + compression +
+                              "'");
     }
 
     unsigned short depth;
@@ -125,10 +93,22 @@ void WriteArray(const std::string& path, py::array array, const std::string& com
         std::vector<char> data = depth == 8
                                      ? PlanarBigEndian(static_cast<const std::uint8_t*>(contiguous.data()), h, w, n)
                                      : PlanarBigEndian(static_cast<const std::uint16_t*>(contiguous.data()), h, w, n);
-        if (code == PSDImageData::COMPRESSION_RLE) data = PackPlanes(data, h * n, w * depth / 8);
+        written = true;
+        if (code != PSDImageData::COMPRESSION_RAW) {
+            const std::size_t plane = h * w * depth / 8;
+            std::vector<const char*> planes;
+            for (std::size_t c = 0; c < n; ++c) planes.push_back(data.data() + c * plane);
+            std::vector<char> packed;
+            const auto count = static_cast<unsigned short>(n);
+            written = code == PSDImageData::COMPRESSION_RLE
+                          ? PSDPlaneEncoder::EncodeRLE(planes.data(), count, w, h, depth, packed)
+                          : PSDPlaneEncoder::EncodeZip(planes.data(), count, w, h, depth,
+                                                       code == PSDImageData::COMPRESSION_ZIP_PREDICTION, packed);
+            data.swap(packed);
+        }
 
         PhotoshopFile file;
-        written = file.OpenWriteFile(path.c_str());
+        written = written && file.OpenWriteFile(path.c_str());
         if (written) {
             file.SetImageWidth(static_cast<unsigned long>(width));
             file.SetImageHeight(static_cast<unsigned long>(height));
