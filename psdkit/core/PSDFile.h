@@ -58,6 +58,7 @@ public:
 
 private:
     friend class PhotoshopFile;
+    friend class PSDPixels;  // reads the image data's real capacity
     PSDFile(const PSDFile&) = delete;
     PSDFile& operator=(const PSDFile&) = delete;
 

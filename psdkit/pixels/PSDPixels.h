@@ -75,6 +75,12 @@ public:
     void Clear();
 
 private:
+    // Room for `count` planes of `planeLength` bytes in one block (content
+    // undefined), after the ceiling check; false with a problem line when
+    // the size overflows, passes the ceiling or cannot be had.
+    bool AllocatePlanes(unsigned short count, unsigned long planeLength);
+    void FreePlanes();
+
     unsigned long MaxBytes;
     unsigned long Width;
     unsigned long Height;
@@ -82,7 +88,9 @@ private:
     unsigned short Mode;
     unsigned long PlaneLength;
     int AlphaPlane;
-    std::vector<std::vector<char>> Planes;
+    // All planes in one block, so large images fault in huge pages.
+    char* PlaneMemory;
+    std::vector<char*> Planes;
     // What the colour conversion needs besides the planes.
     std::vector<char> ColorTable;
     std::vector<char> Profile;

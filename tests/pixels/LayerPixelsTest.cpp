@@ -32,9 +32,7 @@ struct Layer {
 };
 
 std::vector<char> Code(unsigned compression, const std::vector<char>& body) {
-    std::vector<char> out{static_cast<char>(compression >> 8), static_cast<char>(compression & 0xFF)};
-    out.insert(out.end(), body.begin(), body.end());
-    return out;
+    return Bytes().u16(compression).raw(body).data;
 }
 
 std::vector<char> Raw(const std::vector<unsigned char>& samples) {
