@@ -316,12 +316,19 @@ void BindDocument(py::module_& m) {
         .def_property_readonly("extra_length",
                                [](const Layer& l) { return l.Records()->GetLayerRecordExtraDataSize(l.Index); })
         .def_property_readonly("mask_size", [](const Layer& l) { return l.Records()->GetLayerRecordMaskSize(l.Index); })
-        .def_property_readonly("mask_top",
+        .def_property_readonly("mask_rect",
                                [](const Layer& l) -> py::object {
                                    PSDLayers* r = l.Records();
                                    if (r->GetLayerRecordMaskSize(l.Index) == 0) return py::none();
-                                   return py::int_(Signed32(r->GetLayerRecordMaskTop(l.Index)));
-                               })
+                                   const LayerMask& mask = r->GetLayerRecordMask(l.Index);
+                                   return py::make_tuple(Signed32(mask.MaskTop), Signed32(mask.MaskLeft),
+                                                         Signed32(mask.MaskBottom), Signed32(mask.MaskRight));
+                               },
+                               "(top, left, bottom, right) of the user mask, or None without a mask.")
+        .def_property_readonly("mask_default_color",
+                               [](const Layer& l) { return l.Records()->GetLayerRecordMask(l.Index).DefaultColor; })
+        .def_property_readonly("mask_flags",
+                               [](const Layer& l) { return l.Records()->GetLayerRecordMask(l.Index).Flags; })
         .def_property_readonly("blending_length",
                                [](const Layer& l) { return l.Records()->GetLayerRecordBlendingLength(l.Index); })
         .def_property_readonly("blending_ranges",

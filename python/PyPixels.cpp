@@ -133,73 +133,8 @@ py::array EmptyArray(unsigned long height, unsigned long width, std::size_t chan
                                                     static_cast<py::ssize_t>(channels)});
 }
 
-std::string LayerWhat(const Layer& layer) { return layer.Doc->Path + ": layer " + std::to_string(layer.Index); }
-
-// An 'Lr16'/'Lr32' layer has no whole-layer decoder: its colour channels and
-// transparency are decoded one by one and converted here.
-py::array TaggedLayerPixels(const Layer& layer, bool raw, int depth, bool strict) {
-    Document& doc = *layer.Doc;
-    PSDLayers* records = layer.Records();
-    const unsigned short count = records->GetLayerRecordNumChannels(layer.Index);
-    std::vector<std::unique_ptr<PSDPixels>> decoded;
-    std::vector<short> ids;
-    const std::string what = LayerWhat(layer);
-    for (unsigned short c = 0; c < count; ++c) {
-        short id = static_cast<short>(records->GetLayerRecordChannelInfoChannelID(c, layer.Index));
-        if (id < -1) continue;  // masks cover their own rectangle
-        auto pixels = std::make_unique<PSDPixels>();
-        bool ok;
-        {
-            py::gil_scoped_release release;
-            std::lock_guard<std::mutex> lock(doc.DecodeLock);
-            ok = pixels->DecodeTaggedLayerChannel(doc.File, layer.Index, c);
-        }
-        CheckDecode(ok, strict, what + " channel " + std::to_string(c), *pixels);
-        decoded.push_back(std::move(pixels));
-        ids.push_back(id);
-    }
-    // Colour planes in the mode's order, the transparency last.
-    Planes planes;
-    int alpha = -1;
-    for (short want = 0; want < static_cast<short>(count); ++want)
-        for (std::size_t i = 0; i < ids.size(); ++i)
-            if (ids[i] == want) planes.Data.push_back(decoded[i]->GetPlane(0));
-    for (std::size_t i = 0; i < ids.size(); ++i)
-        if (ids[i] == -1) {
-            alpha = static_cast<int>(planes.Data.size());
-            planes.Data.push_back(decoded[i]->GetPlane(0));
-        }
-    if (decoded.empty()) return EmptyArray(0, 0, 0, RawType(doc.File.GetImageDepth()));
-    planes.Width = decoded[0]->GetWidth();
-    planes.Height = decoded[0]->GetHeight();
-    planes.Depth = decoded[0]->GetDepth();
-    for (const auto& p : decoded)
-        if (p->GetWidth() != planes.Width || p->GetHeight() != planes.Height || p->GetPlane(0) == nullptr)
-            throw Error(what + ": channels of different sizes");
-    if (raw) return Interleave(planes);
-
-    PSDColorConverter::Source source;
-    source.Planes = planes.Data.data();
-    source.NumPlanes = static_cast<unsigned short>(planes.Data.size());
-    source.Width = planes.Width;
-    source.Height = planes.Height;
-    source.Depth = planes.Depth;
-    source.Mode = doc.File.GetImageMode();
-    source.AlphaPlane = alpha;
-    const unsigned long length = PSDColorConverter::InterleavedLength(source, static_cast<unsigned short>(depth), true);
-    const std::size_t channels = alpha >= 0 ? 4 : 3;
-    py::array out = EmptyArray(planes.Height, planes.Width, channels,
-                               depth == 16 ? py::dtype::of<std::uint16_t>() : py::dtype::of<std::uint8_t>());
-    if (length != static_cast<unsigned long>(out.nbytes())) throw Error(what + ": cannot be converted to sRGB");
-    char* target = static_cast<char*>(out.mutable_data());
-    bool ok;
-    {
-        py::gil_scoped_release release;
-        ok = PSDColorConverter::ToRGB(source, static_cast<unsigned short>(depth), true, target);
-    }
-    if (!ok) throw Error(what + ": cannot be converted to sRGB");
-    return out;
-}
+// The decoder's own lines name the layer and channel.
+std::string LayerWhat(const Layer& layer) { return layer.Doc->Path; }
 
 }  // namespace
 
@@ -221,8 +156,10 @@ py::array Composite(const DocumentPtr& doc, bool raw, int depth, bool strict) {
 
 py::array LayerPixels(const Layer& layer, bool raw, int depth, bool applyMask, bool strict) {
     if (!raw) CheckDepth(depth);
-    if (layer.InTaggedBlock) return TaggedLayerPixels(layer, raw, depth, strict);
     Document& doc = *layer.Doc;
+    // The decoder takes the 'Lr16'/'Lr32' records where the layer info has none.
+    if (layer.InTaggedBlock && doc.File.GetLayers()->GetLayerCount() != 0)
+        throw Error(LayerWhat(layer) + ": layer " + std::to_string(layer.Index) + ": a tagged-block layer beside layer info records cannot be decoded whole");
     auto pixels = std::make_unique<PSDPixels>();
     bool ok;
     bool converted = false;
@@ -254,7 +191,7 @@ py::array ChannelPixels(const Channel& channel, bool strict) {
         ok = layer.InTaggedBlock ? pixels.DecodeTaggedLayerChannel(doc.File, layer.Index, channel.Index)
                                  : pixels.DecodeLayerChannel(doc.File, layer.Index, channel.Index);
     }
-    CheckDecode(ok, strict, LayerWhat(layer) + " channel " + std::to_string(channel.Index), pixels);
+    CheckDecode(ok, strict, LayerWhat(layer), pixels);
     Planes planes = PlanesOf(pixels);
     if (planes.Width == 0 || planes.Height == 0 || planes.Data.empty() || planes.Data[0] == nullptr)
         return py::array(RawType(planes.Depth), std::vector<py::ssize_t>{static_cast<py::ssize_t>(planes.Height),
