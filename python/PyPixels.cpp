@@ -1,5 +1,6 @@
 // Decoded pixels as numpy arrays.
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -121,17 +122,68 @@ py::array RGBArray(std::unique_ptr<PSDPixels> pixels, int depth) {
     return out;
 }
 
-py::array Finish(std::unique_ptr<PSDPixels> pixels, bool raw, int depth, bool converted, const std::string& what) {
-    if (raw) return Interleave(PlanesOf(*pixels));
-    if (!converted) throw Error(what + ": cannot be converted to sRGB (" + std::to_string(pixels->GetDepth()) +
-                                "-bit, mode " + std::to_string(pixels->GetMode()) + ")");
-    return RGBArray(std::move(pixels), depth);
-}
-
 py::array EmptyArray(unsigned long height, unsigned long width, std::size_t channels, py::dtype type) {
     return py::array(type, std::vector<py::ssize_t>{static_cast<py::ssize_t>(height), static_cast<py::ssize_t>(width),
                                                     static_cast<py::ssize_t>(channels)});
 }
+
+// The embedded ICC profile (resource 1039), or null; the document keeps it.
+const PSDResourceBlock* ProfileBlock(Document& doc) {
+    PSDImageRes* resources = doc.File.GetImageResources();
+    for (unsigned long i = 0; i < resources->GetNumResourceBlocks(); ++i) {
+        const PSDResourceBlock* block = resources->GetResourceBlock(i);
+        if (block->GetResourceID() == PSDResourceBlock::RS_1039 && block->GetDataBlock() != nullptr) return block;
+    }
+    return nullptr;
+}
+
+// Converts straight into the array's memory: numpy asks the kernel for huge
+// pages for large arrays, and nothing is zeroed first. Indexed images need the
+// colour table the decoder keeps, so they go through its own conversion.
+py::array Finish(std::unique_ptr<PSDPixels> pixels, Document& doc, bool raw, int depth, const std::string& what) {
+    if (raw) return Interleave(PlanesOf(*pixels));
+    const auto outDepth = static_cast<unsigned short>(depth);
+    const std::string refused = what + ": cannot be converted to sRGB (" + std::to_string(pixels->GetDepth()) +
+                                "-bit, mode " + std::to_string(pixels->GetMode()) + ")";
+    if (pixels->GetMode() == PSDHeader::MODE_INDEXED) {
+        bool converted;
+        {
+            py::gil_scoped_release release;
+            converted = pixels->ConvertToRGB(outDepth, true);
+        }
+        if (!converted) throw Error(refused);
+        return RGBArray(std::move(pixels), depth);
+    }
+
+    std::vector<const char*> planes;
+    for (unsigned short p = 0; p < pixels->GetNumPlanes(); ++p) planes.push_back(pixels->GetPlane(p));
+    PSDColorConverter::Source source;
+    source.Planes = planes.data();
+    source.NumPlanes = static_cast<unsigned short>(planes.size());
+    source.Width = pixels->GetWidth();
+    source.Height = pixels->GetHeight();
+    source.Depth = pixels->GetDepth();
+    source.Mode = pixels->GetMode();
+    source.AlphaPlane = pixels->GetAlphaPlane();
+    if (const PSDResourceBlock* profile = ProfileBlock(doc)) {
+        source.Profile = profile->GetDataBlock();
+        source.ProfileLength = std::min(profile->GetDataBlockSize(), profile->GetDataBlockCapacity());
+    }
+    const unsigned long length = PSDColorConverter::InterleavedLength(source, outDepth, true);
+    const std::size_t channels = source.AlphaPlane >= 0 ? 4 : 3;
+    py::array out = EmptyArray(source.Height, source.Width, channels,
+                               depth == 16 ? py::dtype::of<std::uint16_t>() : py::dtype::of<std::uint8_t>());
+    if (length == 0 || length != static_cast<unsigned long>(out.nbytes())) throw Error(refused);
+    char* target = static_cast<char*>(out.mutable_data());
+    bool converted;
+    {
+        py::gil_scoped_release release;
+        converted = PSDColorConverter::ToRGB(source, outDepth, true, target);
+    }
+    if (!converted) throw Error(refused);
+    return out;
+}
+
 
 // The decoder's own lines name the layer and channel.
 std::string LayerWhat(const Layer& layer) { return layer.Doc->Path; }
@@ -142,16 +194,14 @@ py::array Composite(const DocumentPtr& doc, bool raw, int depth, bool strict) {
     if (!raw) CheckDepth(depth);
     auto pixels = std::make_unique<PSDPixels>();
     bool ok;
-    bool converted = false;
     {
         py::gil_scoped_release release;
         std::lock_guard<std::mutex> lock(doc->DecodeLock);
         ok = pixels->DecodeComposite(doc->File);
-        if ((ok || !strict) && !raw) converted = pixels->ConvertToRGB(static_cast<unsigned short>(depth), true);
     }
     const std::string what = doc->Path + ": composite";
     CheckDecode(ok, strict, what, *pixels);
-    return Finish(std::move(pixels), raw, depth, converted, what);
+    return Finish(std::move(pixels), *doc, raw, depth, what);
 }
 
 py::array LayerPixels(const Layer& layer, bool raw, int depth, bool applyMask, bool strict) {
@@ -162,12 +212,10 @@ py::array LayerPixels(const Layer& layer, bool raw, int depth, bool applyMask, b
         throw Error(LayerWhat(layer) + ": layer " + std::to_string(layer.Index) + ": a tagged-block layer beside layer info records cannot be decoded whole");
     auto pixels = std::make_unique<PSDPixels>();
     bool ok;
-    bool converted = false;
     {
         py::gil_scoped_release release;
         std::lock_guard<std::mutex> lock(doc.DecodeLock);
         ok = pixels->DecodeLayer(doc.File, layer.Index, applyMask);
-        if ((ok || !strict) && !raw) converted = pixels->ConvertToRGB(static_cast<unsigned short>(depth), true);
     }
     const std::string what = LayerWhat(layer);
     if (ok && (pixels->GetWidth() == 0 || pixels->GetHeight() == 0)) {
@@ -177,7 +225,7 @@ py::array LayerPixels(const Layer& layer, bool raw, int depth, bool applyMask, b
         return EmptyArray(pixels->GetHeight(), pixels->GetWidth(), channels, type);
     }
     CheckDecode(ok, strict, what, *pixels);
-    return Finish(std::move(pixels), raw, depth, converted, what);
+    return Finish(std::move(pixels), doc, raw, depth, what);
 }
 
 py::array ChannelPixels(const Channel& channel, bool strict) {
