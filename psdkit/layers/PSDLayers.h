@@ -129,8 +129,6 @@ public:
     unsigned long GetLayerRecordMaskSize(unsigned short layer) const { return Record(layer)->Mask.MaskSize; }
     void SetLayerRecordMaskSize(unsigned long value, unsigned short layer) { Record(layer)->Mask.MaskSize = value; }
     unsigned long GetLayerRecordMaskTop(unsigned short layer) const { return Record(layer)->Mask.MaskTop; }
-    // The whole mask block as read: rectangle, colour, flags and real user mask.
-    const LayerMask* GetLayerRecordMask(unsigned short layer) const { return &Record(layer)->Mask; }
     void SetLayerRecordMaskTop(unsigned long value, unsigned short layer) { Record(layer)->Mask.MaskTop = value; }
     unsigned long GetLayerRecordBlendingLength(unsigned short layer) const { return Record(layer)->BlendingLength; }
     void SetLayerRecordBlendingLength(unsigned long value, unsigned short layer) {
