@@ -95,7 +95,5 @@ def test_unicode_names_where_luni_holds_them():
     if entry is None:
         pytest.skip("corpus not found")
     layer = psdkit.open(corpus_path(entry)).layers[0]
-    if layer.unicode_name is None:
-        pytest.skip("this build reads no 'luni' names yet")
     assert layer.name == "?"
     assert any(ord(ch) > 0xFFFF for ch in layer.unicode_name)
