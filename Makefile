@@ -20,7 +20,7 @@ DEPS_VALGRIND = valgrind
 # Sanitizer runs stop at the first finding and print where it came from.
 SANITIZER_ENV = ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 
-.PHONY: all deps deps-demo deps-ci build demo test test-sanitize test-valgrind bench fuzz fuzz-ci install clean
+.PHONY: all deps deps-demo deps-ci build demo test test-sanitize test-valgrind bench fuzz fuzz-ci install clean python
 
 all: build
 
@@ -83,6 +83,10 @@ fuzz: deps-demo
 # Each fuzz target for FUZZ_SECONDS on its seeds, as CI runs them.
 fuzz-ci: fuzz
 	fuzz/run-ci.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
+
+# The Python module alone (build/python/module/psdkit*.so).
+python: build
+	cmake --build $(BUILD) -j $(JOBS) --target python
 
 install: build
 	cmake --install $(BUILD)

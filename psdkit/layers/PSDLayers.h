@@ -129,8 +129,6 @@ public:
     unsigned long GetLayerRecordMaskSize(unsigned short layer) const { return Record(layer)->Mask.MaskSize; }
     void SetLayerRecordMaskSize(unsigned long value, unsigned short layer) { Record(layer)->Mask.MaskSize = value; }
     unsigned long GetLayerRecordMaskTop(unsigned short layer) const { return Record(layer)->Mask.MaskTop; }
-    // The whole mask block as read: rectangle, colour, flags and real user mask.
-    const LayerMask* GetLayerRecordMask(unsigned short layer) const { return &Record(layer)->Mask; }
     void SetLayerRecordMaskTop(unsigned long value, unsigned short layer) { Record(layer)->Mask.MaskTop = value; }
     unsigned long GetLayerRecordBlendingLength(unsigned short layer) const { return Record(layer)->BlendingLength; }
     void SetLayerRecordBlendingLength(unsigned long value, unsigned short layer) {
@@ -214,6 +212,8 @@ public:
     // The type of the record's section divider ('lsct'/'lsdk': 1 open group,
     // 2 closed group, 3 end of a group), 0 when it has none.
     unsigned long GetLayerRecordSectionDividerType(unsigned short layer) const;
+    // The whole mask block as read: rectangles, default colours and flags.
+    const LayerMask& GetLayerRecordMask(unsigned short layer) const { return Record(layer)->Mask; }
 
     // Display texts.
     char* GetLayerRecordBlendModeKeyAsName(unsigned short layer) const;

@@ -203,7 +203,7 @@ TEST_F(LayerSectionRead, MaskRectanglesNamesDividersAndDataOffsets) {
     PSDLayers layers;
     Bytes data = ChannelData(1, 5).raw(ChannelData(0, 2)).raw(ChannelData(3, 2));
     ASSERT_TRUE(Read(LayerSection(2, {record0, record1}, data), layers));
-    const psdkit::LayerMask* m = layers.GetLayerRecordMask(0);
+    const psdkit::LayerMask* m = &layers.GetLayerRecordMask(0);
     EXPECT_EQ(std::vector<unsigned long>({m->MaskTop, m->MaskLeft, m->MaskBottom, m->MaskRight, m->DefaultColor,
                                           m->Flags, m->RealFlags, m->RealDefaultColor, m->RealTop, m->RealLeft,
                                           m->RealBottom, m->RealRight}),
