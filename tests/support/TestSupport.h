@@ -2,8 +2,8 @@
 #define PSDKIT_TESTS_TESTSUPPORT_H
 
 // Helpers shared by all test executables: byte builders for inline files,
-// temporary files, standard output capture, the corpus and its facts, SHA-256,
-// and running the psdkit tool or a peer tool.
+// temporary files, standard output capture, the corpus and its facts, and
+// running the psdkit tool or a peer tool.
 
 #include <gtest/gtest.h>
 
@@ -53,7 +53,6 @@ bool FileExists(const std::string& path);
 // Runs `body` and returns what it printed on std::cout.
 std::string CaptureStdout(const std::function<void()>& body);
 
-std::string Sha256Hex(const char* data, std::size_t length);
 std::string Hex(const char* data, std::size_t length);
 
 // The shared corpus: ../shared/corpus beside the project, or $PSDKIT_CORPUS.
