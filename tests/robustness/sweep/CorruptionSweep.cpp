@@ -21,6 +21,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cctype>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -40,6 +41,8 @@ namespace {
 
 // Heap bytes in use and their highest mark. Every operator new of the process
 // (the library's, the streams' buffers) passes through the replacements below.
+// The composite's buffer is taken from malloc or mmap, outside the count: its
+// size is the bytes the file holds behind the compression word.
 std::atomic<long long> inUse{0};
 std::atomic<long long> highest{0};
 const std::size_t HEAD = alignof(std::max_align_t);
@@ -57,7 +60,8 @@ void* Take(std::size_t n) {
 
 void Give(void* p) {
     if (p == nullptr) return;
-    char* block = static_cast<char*>(p) - HEAD;
+    // Through an integer: the compiler cannot know where the block begins.
+    char* block = reinterpret_cast<char*>(reinterpret_cast<std::uintptr_t>(p) - HEAD);
     inUse -= static_cast<long long>(*reinterpret_cast<std::size_t*>(block));
     std::free(block);
 }
@@ -135,7 +139,7 @@ public:
     }
 
     // `expect` is 1 or 0 when the result is known from the file's structure,
-    // -1 when it is not. Returns the read's peak heap growth.
+    // -1 when it is not. Returns the read's peak heap growth (-1: not counted).
     long long Run(const unsigned char* data, std::size_t size, const std::string& what, int expect = -1) {
         std::snprintf(currentCase, sizeof currentCase, "%s: %s", name.c_str(), what.c_str());
         EXPECT_TRUE(file.Put(data, size)) << "cannot write the case file";
@@ -265,11 +269,7 @@ TEST_P(Sweep, EveryDamageEnds) {
     const bool valid = facts != nullptr && facts->value("valid", false);
     // The ceiling is coarse: it catches a read that believes a damaged length.
     Sweeper sweeper(name, 8, 4 * 1024 * 1024);
-    long long peak = sweeper.Run(bytes.data(), size, "the file as it is", facts != nullptr ? (valid ? 1 : 0) : -1);
-    // The composite is held in memory: a counter that saw less counts nothing.
-    if (valid && layout.composite != 0 && peak >= 0) {
-        EXPECT_GE(peak, static_cast<long long>(size - layout.composite));
-    }
+    sweeper.Run(bytes.data(), size, "the file as it is", facts != nullptr ? (valid ? 1 : 0) : -1);
 
     // Truncations. A valid file cut before its composite has a section that
     // runs past its end: the read must say so. Cut inside the composite, it
