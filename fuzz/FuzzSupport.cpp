@@ -34,21 +34,12 @@ void Init() {
     std::cout.rdbuf(null);
 }
 
-MemFile::MemFile(const char* name) : fd(-1) {
-    path[0] = 0;
-#ifdef MFD_CLOEXEC
-    fd = memfd_create(name, MFD_CLOEXEC);
-#endif
-    if (fd >= 0) {
-        std::snprintf(path, sizeof path, "/proc/%d/fd/%d", static_cast<int>(getpid()), fd);
-        return;
-    }
-    std::snprintf(path, sizeof path, "/dev/shm/%s-XXXXXX", name);
+MemFile::MemFile(const char* name) : fd(memfd_create(name, MFD_CLOEXEC)) {
+    std::snprintf(path, sizeof path, "/proc/%d/fd/%d", static_cast<int>(getpid()), fd);
+    if (fd >= 0) return;
+    // No memfd: a file in /tmp, removed with the object.
+    std::snprintf(path, sizeof path, "/tmp/%s-XXXXXX", name);
     fd = mkstemp(path);
-    if (fd < 0) {
-        std::snprintf(path, sizeof path, "/tmp/%s-XXXXXX", name);
-        fd = mkstemp(path);
-    }
     if (fd < 0) {
         std::fprintf(stderr, "psdkit fuzz: cannot make a file for the input\n");
         std::abort();

@@ -14,7 +14,7 @@ namespace psdfuzz {
 // Call first in every run: routes std::cout to nowhere (once per process).
 void Init();
 
-// A file that lives in memory (memfd, or /dev/shm where memfd is missing),
+// A file that lives in memory (memfd, or /tmp where memfd is missing),
 // reachable through a path so that std::ifstream and std::ofstream open it.
 class MemFile {
 public:

@@ -8,36 +8,16 @@
 // named directly always run). Missing paths are skipped with a note.
 
 #include <dirent.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
-#include <iostream>
 #include <iterator>
 #include <string>
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
-
-namespace {
-
-bool EndsWith(const std::string& text, const std::string& tail) {
-    return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
-}
-
-bool IsDirectory(const std::string& path) {
-    struct stat info;
-    return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
-}
-
-bool IsFile(const std::string& path) {
-    struct stat info;
-    return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
-}
-
-}  // namespace
 
 int main(int argc, char** argv) {
     std::string suffix;
@@ -46,19 +26,17 @@ int main(int argc, char** argv) {
         std::string arg = argv[i];
         if (arg == "--suffix" && i + 1 < argc) {
             suffix = argv[++i];
-        } else if (IsDirectory(arg)) {
+        } else if (DIR* dir = opendir(arg.c_str())) {
             std::vector<std::string> names;
-            if (DIR* dir = opendir(arg.c_str())) {
-                while (dirent* entry = readdir(dir)) {
-                    std::string name = entry->d_name;
-                    if (name[0] == '.' || !EndsWith(name, suffix)) continue;
-                    if (IsFile(arg + "/" + name)) names.push_back(arg + "/" + name);
-                }
-                closedir(dir);
+            while (dirent* entry = readdir(dir)) {
+                std::string name = entry->d_name;
+                bool kept = name.size() >= suffix.size() && name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0;
+                if (name[0] != '.' && kept && entry->d_type != DT_DIR) names.push_back(arg + "/" + name);
             }
+            closedir(dir);
             std::sort(names.begin(), names.end());
             inputs.insert(inputs.end(), names.begin(), names.end());
-        } else if (IsFile(arg)) {
+        } else if (std::ifstream(arg)) {
             inputs.push_back(arg);
         } else {
             std::fprintf(stderr, "replay: %s: not found, skipped\n", arg.c_str());

@@ -74,14 +74,6 @@ TEST(PSDUtil, FixedPointReadsConvertTheWholeNumber) {
     }
 }
 
-TEST(PSDUtil, ReverseStringKeepsTheTerminator) {
-    for (const auto& c : {std::make_pair("", ""), std::make_pair("x", "x"), std::make_pair("8BIM", "MIB8")}) {
-        std::string text = c.first;
-        PSDUtil::ReverseString(&text[0]);
-        EXPECT_STREQ(text.c_str(), c.second);
-    }
-}
-
 TEST(PSDBaseSection, ReadSkipAndWriteTheFrame) {
     psdtest::TempDir dir;
     std::ifstream in(dir.Write("frame.bin", psdtest::Bytes().u32(0).u32(3).str("abc").str("Z")), std::ios_base::binary);

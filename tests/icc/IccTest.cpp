@@ -154,12 +154,6 @@ std::unique_ptr<void, cmsBool (*)(cmsHPROFILE)> OpenLcms(const std::vector<char>
     return {cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size())), cmsCloseProfile};
 }
 
-// A one-pixel RGB file whose resources section holds `section`.
-std::string WritePsd(const psdtest::TempDir& dir, const std::string& name, const Bytes& section) {
-    Bytes file = psdtest::PsdHeader(3, 1, 1, 8, 3);
-    file.u32(0).u32(section.size()).raw(section).u32(0).u16(0).u8(1).u8(2).u8(3);
-    return dir.Write(name, file);
-}
 
 }  // namespace
 
@@ -493,34 +487,4 @@ TEST(IccCorpus, ProfilesDecodeAsLittleCMSReadsThemAndTheCommandHandsThemOut) {
         }
     }
     EXPECT_GT(files, 0) << "the corpus facts list no file with a profile resource";
-}
-
-TEST(IccCli, WritesTheProfileAndRefuses) {
-    psdtest::TempDir dir;
-    PSDICCProfileRB block(PSDICCProfileRB::PROFILE_NAME_SRGB);
-    std::vector<char> written = WrittenBytes(&block);
-    std::string srgb = WritePsd(dir, "srgb.psd", Bytes().raw(written));
-    std::string none = WritePsd(dir, "none.psd", Bytes().str("8BIM").u16(1005).u16(0).u32(16).zeros(16));
-    std::string small = WritePsd(dir, "small.psd", Bytes().str("8BIM").u16(1039).u16(0).u32(4).str("abcd"));
-    std::string notPsd = dir.Write("text.psd", Bytes().str("hello, world"));
-    std::string out = dir.Write("out.icc", Bytes().str("keep"));
-    auto refused = [](const std::vector<std::string>& args, int exitCode, const std::string& says) {
-        psdtest::RunResult result = RunCli(args);
-        EXPECT_EQ(result.exitCode, exitCode) << says;
-        EXPECT_NE(result.err.find(says), std::string::npos) << result.err;
-        EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << "one line: " << result.err;
-    };
-    refused({"icc", none}, 2, "needs FILE and OUT.icc");
-    refused({"icc", none, dir.Path("a"), dir.Path("b")}, 2, "too many");
-    refused({"icc", "--bogus", none, dir.Path("a")}, 2, "unknown option");
-    refused({"icc", dir.Path("missing.psd"), dir.Path("a")}, 1, "no such file");
-    refused({"icc", notPsd, dir.Path("a")}, 1, "not a PSD file");
-    refused({"icc", none, dir.Path("a")}, 1, "no embedded ICC profile");
-    refused({"icc", small, dir.Path("a")}, 1, "too few for a profile");
-    refused({"icc", srgb, out}, 1, "file exists");
-    EXPECT_FALSE(psdtest::FileExists(dir.Path("a")));
-    EXPECT_EQ(psdtest::ReadFile(out), Bytes().str("keep").data);
-    psdtest::RunResult forced = RunCli({"icc", "--force", srgb, out});
-    EXPECT_EQ(forced.exitCode, 0) << forced.err;
-    EXPECT_EQ(psdtest::ReadFile(out), std::vector<char>(written.begin() + 12, written.end()));
 }

@@ -51,34 +51,6 @@ TEST(ResourceBlock, ReadCopyAndWriteBack) {
     EXPECT_EQ(in.tellg(), static_cast<long>(file.size()));
 }
 
-// Nothing is allocated for a block that the file cannot hold.
-TEST(ResourceBlock, BlockPastTheEndOfTheFileFailsWithoutData) {
-    psdtest::TempDir dir;
-    for (const Bytes& bytes : {Bytes().str("8BIM").u16(1005).u8(4).str("na"),           // ends in the name
-                               Bytes().str("8BIM").u16(1005).u8(0).u8(0).u16(0),        // ends in the size word
-                               Bytes().str("8BIM").u16(1005).u16(0).u32(16).zeros(15),  // ends in the data
-                               Bytes().str("8BIM").u16(1039).u16(0).u32(0xFFFFFFFFUL).zeros(18)}) {  // 4 GiB
-        SCOPED_TRACE(HexOf(bytes));
-        std::ifstream in(dir.Write("block.bin", bytes), std::ios_base::binary);
-        PSDGenericResourceBlock block;
-        block.SetStreams(&in, nullptr);
-        EXPECT_FALSE(block.ReadResourceBlock());
-        EXPECT_EQ(block.GetDataBlock(), nullptr);
-    }
-}
-
-TEST(ResourceBlock, DataSizeAddsTheTwelveHeaderBytesAndNoPad) {
-    PSDGenericResourceBlock block;
-    block.SetDataBlockSize(16);
-    block.IncrementDataBlockSize(5);
-    EXPECT_EQ(block.GetResourceBlockSize(), 33u);
-    block.AllocateDataBlock(22);
-    block.FreeDataBlock();
-    EXPECT_EQ(block.GetDataBlock(), nullptr);
-    EXPECT_EQ(block.GetResourceBlockSize(), 0u);
-    EXPECT_EQ(block.GetDataBlockSize(), 21u);
-}
-
 TEST(ResourceBlock, IdTexts) {
     PSDGenericResourceBlock block;
     for (const char* text : {" 1000 - Obsolete", " 1027 - Obsolete", " 1012 - Grayscale & Multichannel Halftoning",

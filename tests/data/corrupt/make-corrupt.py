@@ -96,14 +96,16 @@ FILES['psb-version-2.psd'] = header(version=2) + psd()[26:]
 FILES['color-mode-length-ffffffff.psd'] = header() + u32(0xFFFFFFFF) + bytes(32)
 FILES['resources-length-past-eof.psd'] = header() + u32(0) + resources(block(1000, bytes(8)), 0x7FFFFFFF)
 FILES['layer-section-length-ffffffff.psd'] = psd(layers=layer_section(b'', length=0xFFFFFFFF))
-FILES['composite-huge-dimensions-rle.psd'] = (header(56, 0x7FFFFFFF, 0x7FFFFFFF, 32, 3) + u32(0) + u32(0) + u32(0) +
-                                              u16(1) + bytes(12))
+for compression, kind in ((0, 'raw'), (1, 'rle'), (3, 'zip-prediction')):
+    FILES['composite-huge-dimensions-%s.psd' % kind] = (header(56, 0x7FFFFFFF, 0x7FFFFFFF, 32, 3) + u32(0) * 3 +
+                                                        u16(compression) + bytes(12))
 
 # Resource blocks.
 FILES['resource-size-ffffffff.psd'] = psd(resources(block(1000, bytes(16), 0xFFFFFFFF)))
 FILES['resource-odd-size-pad-outside-section.psd'] = psd(resources(block(1000, bytes(5))[:-1]))
 FILES['resource-name-255-past-section.psd'] = psd(resources(b'8BIM' + u16(1000) + u8(255) + bytes(13), 20))
 FILES['resource-blocks-overrun-section.psd'] = psd(resources(block(1000, bytes(8)) + block(1001, bytes(8)), 30))
+FILES['resolution-size-7fffffff.psd'] = psd(resources(block(1005, bytes(16), 0x7FFFFFFF)))
 FILES['resource-section-short-of-last-block.psd'] = psd(resources(block(1005, bytes(16)), 20))
 
 # ICC profiles (resource 1039).
@@ -127,6 +129,9 @@ ICC = {
     'icc-sig-8-bytes': one_tag(b'tech', b'sig ' + bytes(4)),
     'icc-tag-size-0': one_tag(b'cprt', b'', size=0),
     'icc-tags-share-bytes': icc([(b'cprt', 156, 12), (b'desc', 156, 12)], b'text' + bytes(4) + b'ab\0\0'),
+    'icc-profile-size-ffffffff': icc([], b'', size=0xFFFFFFFF),
+    # 300 entries on the whole profile: copies for all would be 300 times it.
+    'icc-300-tags-share-bytes': icc([(u32(0x74657374 + i), 0, 132 + 12 * 300 + 400) for i in range(300)], bytes(400)),
 }
 for name, payload in ICC.items():
     FILES[name + '.icc'] = payload
@@ -140,6 +145,7 @@ THUMBNAILS = {
     'thumbnail-compressed-size-past-block': thumbnail(64, bytes(10)),
     'thumbnail-odd-stream': thumbnail(5, bytes(5)),
     'thumbnail-format-7': thumbnail(4, bytes(4), fmt=7),
+    'thumbnail-dimensions-ffffffff': u32(0) + u32(0xFFFFFFFF) * 4 + u32(10) + u16(24) + u16(1) + bytes(10),
 }
 for name, payload in THUMBNAILS.items():
     FILES[name + '.thumb'] = payload
