@@ -610,7 +610,8 @@ bool PSDPixels::DecodeLayer(PhotoshopFile& doc, unsigned short layer, bool apply
     Mode = doc.GetImageMode();
     PlaneLength = planeLength;
     AlphaPlane = planes > colors ? colors : -1;
-    ReadColorModeData(doc.GetFile()->GetFileName(), ColorTable);
+    bool negativeLayerCount = false;  // a layer's transparency is its channel -1
+    ReadFileFacts(doc.GetFile()->GetFileName(), ColorTable, &negativeLayerCount);
     CopyProfile(doc, Profile);
     return ok;
 }
