@@ -495,6 +495,8 @@ void PSDICCProfileRB::ReadDataBlock() {
     IlluminantZ = field.Fixed16Dot16(76);
     Creator = field.NativeLong(80);
 
+    if (ProfileSize > size) in.Problem("ICC profile: its header states %lu bytes, the block holds %lu", ProfileSize, size);
+
     unsigned long count = 0;
     in.ReadLong(&count);
     // Only the entries that lie within the block are tags.

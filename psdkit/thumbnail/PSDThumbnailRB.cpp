@@ -114,6 +114,9 @@ void PSDThumbnailRB::ReadDataBlock() {
         return;
     }
     if (Format > 1) in.Problem("thumbnail: format %lu is neither raw nor JPEG", Format);
+    // The stated size is the rows of the decoded image: row bytes times height.
+    if (Height != 0 && WidthBytes > Size / Height)
+        in.Problem("thumbnail: %lu rows of %lu bytes do not make its stated size of %lu", Height, WidthBytes, Size);
     // A JPEG stream begins with its start-of-image marker.
     const char* start = in.Peek(2);
     if (Format == 1 && (start == nullptr || static_cast<unsigned char>(start[0]) != 0xFF ||
