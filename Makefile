@@ -13,14 +13,14 @@ DEPS_DEMO = build-essential cmake pkg-config libjpeg-dev libpng-dev zlib1g-dev l
 # What the tests, the benchmarks, the Python module and the peer readers add (`make test`):
 DEPS_TEST = libgtest-dev libgmock-dev libbenchmark-dev pybind11-dev python3-dev python3-numpy python3-pytest \
             python3-psd-tools python3-pil imagemagick libimage-exiftool-perl
-# The fuzz targets (`make fuzz`, CI) and the valgrind run (`make test-valgrind`):
-DEPS_FUZZ = clang libclang-rt-14-dev
+# The fuzz targets and the format check (`make fuzz`, CI), and the valgrind run (`make test-valgrind`):
+DEPS_FUZZ = clang clang-format libclang-rt-14-dev
 DEPS_VALGRIND = valgrind
 
 # Sanitizer runs stop at the first finding and print where it came from.
 SANITIZER_ENV = ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 
-.PHONY: all deps deps-demo deps-ci build demo test test-sanitize test-valgrind bench fuzz fuzz-ci install clean python
+.PHONY: all deps deps-demo deps-ci build demo test test-sanitize test-valgrind bench fuzz fuzz-ci install clean python format format-check
 
 all: build
 
@@ -87,6 +87,14 @@ fuzz-ci: fuzz
 # The Python module alone (build/python/module/psdkit*.so).
 python: build
 	cmake --build $(BUILD) -j $(JOBS) --target python
+
+# The sources follow .clang-format: `format` applies it, `format-check` (CI)
+# fails on any difference.
+format:
+	git ls-files '*.cpp' '*.h' | xargs clang-format -i --style=file
+
+format-check:
+	git ls-files '*.cpp' '*.h' | xargs clang-format --dry-run --Werror --style=file
 
 install: build
 	cmake --install $(BUILD)

@@ -101,8 +101,8 @@ std::string DenseFile(int kind, unsigned long megabytes) {
     std::string file = Header() + body;
     U16(file, 0);
     file.append(3, '\0');
-    std::string path = psdbench::ScratchPath("psdkit-bench-dense-" + std::to_string(kind) + "-" +
-                                             std::to_string(megabytes) + ".psd");
+    std::string path =
+        psdbench::ScratchPath("psdkit-bench-dense-" + std::to_string(kind) + "-" + std::to_string(megabytes) + ".psd");
     std::ofstream(path, std::ios_base::binary | std::ios_base::trunc).write(file.data(), file.size());
     return path;
 }
@@ -128,9 +128,8 @@ void BM_ReadDenseFile(benchmark::State& state) {
         },
         1);
     state.counters["kept_bytes_per_file_byte"] = static_cast<double>(kept) / static_cast<double>(megabytes << 20);
-    state.counters["s_per_MB"] = benchmark::Counter(static_cast<double>(megabytes),
-                                                     benchmark::Counter::kIsIterationInvariantRate |
-                                                         benchmark::Counter::kInvert);
+    state.counters["s_per_MB"] = benchmark::Counter(
+        static_cast<double>(megabytes), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 }  // namespace

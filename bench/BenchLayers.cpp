@@ -28,8 +28,10 @@ public:
     }
     Writer& U16(unsigned v) { return U8(v >> 8).U8(v); }
     Writer& U32(unsigned long v) {
-        return U8(static_cast<unsigned>(v >> 24)).U8(static_cast<unsigned>(v >> 16)).U8(static_cast<unsigned>(v >> 8)).U8(
-            static_cast<unsigned>(v));
+        return U8(static_cast<unsigned>(v >> 24))
+            .U8(static_cast<unsigned>(v >> 16))
+            .U8(static_cast<unsigned>(v >> 8))
+            .U8(static_cast<unsigned>(v));
     }
     Writer& Str(const std::string& s) {
         Out.insert(Out.end(), s.begin(), s.end());
@@ -54,15 +56,20 @@ void AppendRecord(std::vector<char>& out, unsigned index, unsigned long side) {
     std::string name = "Layer " + std::to_string(index);
     std::vector<char> extra;
     Writer e(extra);
-    e.U32(0);                                                      // no mask
-    e.U32(40).U32(0xFFFF).U32(0xFFFF);                             // blending: gray and four channels
+    e.U32(0);                           // no mask
+    e.U32(40).U32(0xFFFF).U32(0xFFFF);  // blending: gray and four channels
     for (int c = 0; c < 4; ++c) e.U32(0xFFFF).U32(0xFFFF);
     e.U8(static_cast<unsigned>(name.size())).Str(name);
     while (extra.size() % 4 != 0) e.U8(0);
     const std::pair<const char*, unsigned long> entries[] = {{"luni", 4 + 2 * name.size() + 2},
-                                                             {"lyid", 4},  {"clbl", 4}, {"infx", 4},
-                                                             {"knko", 4},  {"lspf", 4}, {"lclr", 8},
-                                                             {"shmd", 72}, {"fxrp", 16}};
+                                                             {"lyid", 4},
+                                                             {"clbl", 4},
+                                                             {"infx", 4},
+                                                             {"knko", 4},
+                                                             {"lspf", 4},
+                                                             {"lclr", 8},
+                                                             {"shmd", 72},
+                                                             {"fxrp", 16}};
     for (const auto& entry : entries) {
         unsigned long length = (entry.second + 3) & ~3UL;
         e.Str("8BIM").Str(entry.first).U32(length).Zeros(length);

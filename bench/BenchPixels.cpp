@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "BenchSupport.h"
-#include "psdkit/psdkit.h"
 #include "psdkit/pixels/PSDPixels.h"
 #include "psdkit/pixels/PSDPlaneDecoder.h"
 #include "psdkit/pixels/PSDPlaneEncoder.h"
+#include "psdkit/psdkit.h"
 
 namespace {
 

@@ -1,5 +1,10 @@
 # Compiler flags shared by every target of the project.
-option(PSDKIT_WERROR "Treat compiler warnings as errors (CI builds)" OFF)
+# CI runs (CI=true in the environment) treat warnings as errors.
+set(PSDKIT_WERROR_DEFAULT OFF)
+if(DEFINED ENV{CI} AND NOT "$ENV{CI}" STREQUAL "" AND NOT "$ENV{CI}" STREQUAL "false")
+  set(PSDKIT_WERROR_DEFAULT ON)
+endif()
+option(PSDKIT_WERROR "Treat compiler warnings as errors (on by default in CI)" ${PSDKIT_WERROR_DEFAULT})
 add_compile_options(-Wall -Wextra)
 if(PSDKIT_WERROR)
   add_compile_options(-Werror)

@@ -102,9 +102,12 @@ unsigned CompositeSeeds(const std::vector<unsigned char>& bytes, std::size_t com
         if (data + take * rowBytes > bytes.size()) return 0;
         std::vector<unsigned char> plane(bytes.begin() + data, bytes.begin() + data + take * rowBytes);
         unsigned depthIndex = depth == 1 ? 0 : depth == 8 ? 1 : depth == 16 ? 2 : 3;
-        std::vector<unsigned char> seed = {0, static_cast<unsigned char>(depthIndex),
-                                           static_cast<unsigned char>(columns >> 8), static_cast<unsigned char>(columns),
-                                           static_cast<unsigned char>(take >> 8), static_cast<unsigned char>(take)};
+        std::vector<unsigned char> seed = {0,
+                                           static_cast<unsigned char>(depthIndex),
+                                           static_cast<unsigned char>(columns >> 8),
+                                           static_cast<unsigned char>(columns),
+                                           static_cast<unsigned char>(take >> 8),
+                                           static_cast<unsigned char>(take)};
         std::vector<unsigned char> stream = StoredZlib(plane.data(), plane.size());
         seed.insert(seed.end(), stream.begin(), stream.end());
         *ok &= Save(out + "/deflate/" + stem + ".zlib", seed, 0, seed.size());
@@ -172,8 +175,9 @@ int main(int argc, char** argv) {
         }
         counts[5] += CompositeSeeds(bytes, layout.composite, out, stem, &ok);
     }
-    std::printf("psdkit_fuzz_seeds: %u files, %u resource sections, %u ICC profiles, %u thumbnails, %u layer sections, "
-                "%u codec seeds\n",
-                counts[0], counts[1], counts[2], counts[3], counts[4], counts[5]);
+    std::printf(
+        "psdkit_fuzz_seeds: %u files, %u resource sections, %u ICC profiles, %u thumbnails, %u layer sections, "
+        "%u codec seeds\n",
+        counts[0], counts[1], counts[2], counts[3], counts[4], counts[5]);
     return ok ? 0 : 1;
 }

@@ -126,7 +126,8 @@ void WalkIccProfile(const unsigned char* d, std::size_t size, std::size_t base, 
         unsigned long offset = U32(d + entry + 4);
         if (Fits(offset, 12, size) &&
             (std::memcmp(d + offset, "curv", 4) == 0 || std::memcmp(d + offset, "desc", 4) == 0))
-            Add(fields, base + offset + 8, 4, std::memcmp(d + offset, "curv", 4) == 0 ? "icc curve count" : "icc desc length");
+            Add(fields, base + offset + 8, 4,
+                std::memcmp(d + offset, "curv", 4) == 0 ? "icc curve count" : "icc desc length");
     }
 }
 

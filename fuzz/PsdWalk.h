@@ -38,7 +38,7 @@ struct Layout {
     bool header = false;  // 26 bytes with "8BPS"
     Span resources;       // the image resources section with its length word
     std::vector<Block> blocks;
-    Span layers;          // the layer and mask section with its length word
+    Span layers;                // the layer and mask section with its length word
     std::size_t composite = 0;  // offset of the composite's compression word (0: not reached)
     std::vector<Field> fields;
 };

@@ -30,7 +30,8 @@ int main(int argc, char** argv) {
             std::vector<std::string> names;
             while (dirent* entry = readdir(dir)) {
                 std::string name = entry->d_name;
-                bool kept = name.size() >= suffix.size() && name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0;
+                bool kept = name.size() >= suffix.size() &&
+                            name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0;
                 if (name[0] != '.' && kept && entry->d_type != DT_DIR) names.push_back(arg + "/" + name);
             }
             closedir(dir);

@@ -112,13 +112,23 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     profile.PrintInfo();
 
     // Every tag the profile knows by name, and every ID its table names.
-    const unsigned long known[] = {
-        PSDICCTag::TAGID_CPRT, PSDICCTag::TAGID_PROFILE_DESCRIPTION, PSDICCTag::TAGID_MEDIA_WHITE_POINT,
-        PSDICCTag::TAGID_MEDIA_BLACK_POINT, PSDICCTag::TAGID_RED_COLORANT, PSDICCTag::TAGID_GREEN_COLORANT,
-        PSDICCTag::TAGID_BLUE_COLORANT, PSDICCTag::TAGID_DEVICE_MFG_DESC, PSDICCTag::TAGID_DEVICE_MODEL_DESC,
-        PSDICCTag::TAGID_VIEWING_CONDITIONS_DESC, PSDICCTag::TAGID_VIEWING_CONDITIONS, PSDICCTag::TAGID_LUMINANCE,
-        PSDICCTag::TAGID_MEASUREMENT, PSDICCTag::TAGID_TECHNOLOGY, PSDICCTag::TAGID_RED_TONE_CURVE,
-        PSDICCTag::TAGID_GREEN_TONE_CURVE, PSDICCTag::TAGID_BLUE_TONE_CURVE};
+    const unsigned long known[] = {PSDICCTag::TAGID_CPRT,
+                                   PSDICCTag::TAGID_PROFILE_DESCRIPTION,
+                                   PSDICCTag::TAGID_MEDIA_WHITE_POINT,
+                                   PSDICCTag::TAGID_MEDIA_BLACK_POINT,
+                                   PSDICCTag::TAGID_RED_COLORANT,
+                                   PSDICCTag::TAGID_GREEN_COLORANT,
+                                   PSDICCTag::TAGID_BLUE_COLORANT,
+                                   PSDICCTag::TAGID_DEVICE_MFG_DESC,
+                                   PSDICCTag::TAGID_DEVICE_MODEL_DESC,
+                                   PSDICCTag::TAGID_VIEWING_CONDITIONS_DESC,
+                                   PSDICCTag::TAGID_VIEWING_CONDITIONS,
+                                   PSDICCTag::TAGID_LUMINANCE,
+                                   PSDICCTag::TAGID_MEASUREMENT,
+                                   PSDICCTag::TAGID_TECHNOLOGY,
+                                   PSDICCTag::TAGID_RED_TONE_CURVE,
+                                   PSDICCTag::TAGID_GREEN_TONE_CURVE,
+                                   PSDICCTag::TAGID_BLUE_TONE_CURVE};
     for (unsigned long id : known) {
         PSDICCTag* tag = profile.FindTag(id);
         if (tag != nullptr) ExerciseTag(tag);
@@ -142,6 +152,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     unsigned long claimed = profile.GetResourceBlockSize();
     profile.WriteResourceBlock();
     out.close();
-    if (out && output.Size() != claimed) psdfuzz::Fail("ICC block wrote another size than it claims", claimed, output.Size());
+    if (out && output.Size() != claimed)
+        psdfuzz::Fail("ICC block wrote another size than it claims", claimed, output.Size());
     return 0;
 }

@@ -30,7 +30,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         out.close();
         unsigned long expected = 4 + section.GetSectionLength();
         unsigned long written = output.Size();
-        if (out && written != expected) psdfuzz::Fail("section length word and bytes written differ", expected, written);
+        if (out && written != expected)
+            psdfuzz::Fail("section length word and bytes written differ", expected, written);
     }
     section.SetStreams(nullptr, nullptr);
     return 0;

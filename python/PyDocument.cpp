@@ -43,10 +43,10 @@ py::object TextOrNone(const char* text) {
 
 void RaiseOSError(int error, const std::string& path) {
     errno = error;
-    PyErr_SetFromErrnoWithFilename(error == ENOENT     ? PyExc_FileNotFoundError
-                                   : error == EISDIR   ? PyExc_IsADirectoryError
-                                   : error == EACCES   ? PyExc_PermissionError
-                                                       : PyExc_OSError,
+    PyErr_SetFromErrnoWithFilename(error == ENOENT   ? PyExc_FileNotFoundError
+                                   : error == EISDIR ? PyExc_IsADirectoryError
+                                   : error == EACCES ? PyExc_PermissionError
+                                                     : PyExc_OSError,
                                    path.c_str());
     throw py::error_already_set();
 }
@@ -212,13 +212,15 @@ void BindDocument(py::module_& m) {
                                    PSDResourceBlock* b = r.Block();
                                    return Latin1(b->GetName(), b->GetNameLength());
                                })
-        .def_property_readonly("data", [](const Resource& r) { return PayloadBytes(r.Block()); },
-                               "The payload as stored (without the pad byte).")
+        .def_property_readonly(
+            "data", [](const Resource& r) { return PayloadBytes(r.Block()); },
+            "The payload as stored (without the pad byte).")
         .def_property_readonly("data_size", [](const Resource& r) { return r.Block()->GetDataBlockSize(); })
-        .def_property_readonly("fields", [](const Resource& r) { return ResourceFields(r.Block()); },
-                               "The decoded fields, empty for blocks kept as bytes.")
-        .def("report", [](const Resource& r) { return CapturePrintInfo(r.Block()); },
-             "The block's text report.")
+        .def_property_readonly(
+            "fields", [](const Resource& r) { return ResourceFields(r.Block()); },
+            "The decoded fields, empty for blocks kept as bytes.")
+        .def(
+            "report", [](const Resource& r) { return CapturePrintInfo(r.Block()); }, "The block's text report.")
         .def("__getattr__",
              [](const Resource& r, const std::string& name) -> py::object {
                  py::dict fields = ResourceFields(r.Block());
@@ -232,31 +234,30 @@ void BindDocument(py::module_& m) {
         });
 
     py::class_<Channel>(m, "Channel", "One channel of a layer record.")
-        .def_property_readonly("id",
-                               [](const Channel& c) {
-                                   return static_cast<short>(c.Owner.Records()->GetLayerRecordChannelInfoChannelID(
-                                       c.Index, c.Owner.Index));
-                               },
-                               "Signed: -1 transparency, -2 user mask, -3 real user mask.")
+        .def_property_readonly(
+            "id",
+            [](const Channel& c) {
+                return static_cast<short>(
+                    c.Owner.Records()->GetLayerRecordChannelInfoChannelID(c.Index, c.Owner.Index));
+            },
+            "Signed: -1 transparency, -2 user mask, -3 real user mask.")
         .def_property_readonly("length",
                                [](const Channel& c) {
                                    return c.Owner.Records()->GetLayerRecordChannelInfoChannelLength(c.Index,
-                                                                                                   c.Owner.Index);
+                                                                                                    c.Owner.Index);
                                })
         .def_property_readonly("compression",
                                [](const Channel& c) {
-                                   return c.Owner.Records()->GetLayerRecordImageDataCompression(c.Index,
-                                                                                               c.Owner.Index);
+                                   return c.Owner.Records()->GetLayerRecordImageDataCompression(c.Index, c.Owner.Index);
                                })
-        .def_property_readonly("compression_name",
-                               [](const Channel& c) {
-                                   return TextOrNone(c.Owner.Records()->GetLayerRecordImageDataCompressionAsName(
-                                       c.Index, c.Owner.Index));
-                               })
-        .def_property_readonly("data_offset",
-                               [](const Channel& c) {
-                                   return c.Owner.Records()->GetLayerRecordChannelDataOffset(c.Index, c.Owner.Index);
-                               })
+        .def_property_readonly(
+            "compression_name",
+            [](const Channel& c) {
+                return TextOrNone(c.Owner.Records()->GetLayerRecordImageDataCompressionAsName(c.Index, c.Owner.Index));
+            })
+        .def_property_readonly(
+            "data_offset",
+            [](const Channel& c) { return c.Owner.Records()->GetLayerRecordChannelDataOffset(c.Index, c.Owner.Index); })
         .def("pixels", &ChannelPixels, py::arg("strict") = true,
              "The channel over its rectangle: a 2-D array of the samples as stored.")
         .def("__repr__", [](const Channel& c) {
@@ -268,31 +269,34 @@ void BindDocument(py::module_& m) {
 
     py::class_<Layer>(m, "Layer", "A layer record.")
         .def_property_readonly("index", [](const Layer& l) { return l.Index; })
-        .def_property_readonly("name", [](const Layer& l) { return Latin1(l.Records()->GetLayerRecordLayerName(l.Index)); },
-                               "The Pascal name's bytes as latin-1.")
-        .def_property_readonly("unicode_name",
-                               [](const Layer& l) -> py::object {
-                                   const char* text = l.Records()->GetLayerRecordUnicodeName(l.Index);
-                                   if (text == nullptr) return py::none();
-                                   return py::str(text);
-                               },
-                               "The full name from the 'luni' entry, or None.")
-        .def_property_readonly("top", [](const Layer& l) { return Signed32(l.Records()->GetLayerRecordLayerTop(l.Index)); })
+        .def_property_readonly(
+            "name", [](const Layer& l) { return Latin1(l.Records()->GetLayerRecordLayerName(l.Index)); },
+            "The Pascal name's bytes as latin-1.")
+        .def_property_readonly(
+            "unicode_name",
+            [](const Layer& l) -> py::object {
+                const char* text = l.Records()->GetLayerRecordUnicodeName(l.Index);
+                if (text == nullptr) return py::none();
+                return py::str(text);
+            },
+            "The full name from the 'luni' entry, or None.")
+        .def_property_readonly("top",
+                               [](const Layer& l) { return Signed32(l.Records()->GetLayerRecordLayerTop(l.Index)); })
         .def_property_readonly("left",
                                [](const Layer& l) { return Signed32(l.Records()->GetLayerRecordLayerLeft(l.Index)); })
         .def_property_readonly("bottom",
                                [](const Layer& l) { return Signed32(l.Records()->GetLayerRecordLayerBottom(l.Index)); })
         .def_property_readonly("right",
                                [](const Layer& l) { return Signed32(l.Records()->GetLayerRecordLayerRight(l.Index)); })
-        .def_property_readonly("rect",
-                               [](const Layer& l) {
-                                   PSDLayers* r = l.Records();
-                                   return py::make_tuple(Signed32(r->GetLayerRecordLayerTop(l.Index)),
-                                                         Signed32(r->GetLayerRecordLayerLeft(l.Index)),
-                                                         Signed32(r->GetLayerRecordLayerBottom(l.Index)),
-                                                         Signed32(r->GetLayerRecordLayerRight(l.Index)));
-                               },
-                               "(top, left, bottom, right)")
+        .def_property_readonly(
+            "rect",
+            [](const Layer& l) {
+                PSDLayers* r = l.Records();
+                return py::make_tuple(
+                    Signed32(r->GetLayerRecordLayerTop(l.Index)), Signed32(r->GetLayerRecordLayerLeft(l.Index)),
+                    Signed32(r->GetLayerRecordLayerBottom(l.Index)), Signed32(r->GetLayerRecordLayerRight(l.Index)));
+            },
+            "(top, left, bottom, right)")
         .def_property_readonly("channels",
                                [](const Layer& l) {
                                    py::list channels;
@@ -300,62 +304,70 @@ void BindDocument(py::module_& m) {
                                        channels.append(Channel{l, c});
                                    return channels;
                                })
-        .def_property_readonly("blend_signature",
-                               [](const Layer& l) { return KeyText(l.Records()->GetLayerRecordBlendModeSignature(l.Index)); })
+        .def_property_readonly(
+            "blend_signature",
+            [](const Layer& l) { return KeyText(l.Records()->GetLayerRecordBlendModeSignature(l.Index)); })
         .def_property_readonly("blend_key",
                                [](const Layer& l) { return KeyText(l.Records()->GetLayerRecordBlendModeKey(l.Index)); })
-        .def_property_readonly("blend_mode_name",
-                               [](const Layer& l) { return TextOrNone(l.Records()->GetLayerRecordBlendModeKeyAsName(l.Index)); })
-        .def_property_readonly("opacity", [](const Layer& l) { return Byte(l.Records()->GetLayerRecordOpacity(l.Index)); })
-        .def_property_readonly("clipping", [](const Layer& l) { return Byte(l.Records()->GetLayerRecordClipping(l.Index)); })
-        .def_property_readonly("clipping_name",
-                               [](const Layer& l) { return TextOrNone(l.Records()->GetLayerRecordClippingAsName(l.Index)); })
+        .def_property_readonly(
+            "blend_mode_name",
+            [](const Layer& l) { return TextOrNone(l.Records()->GetLayerRecordBlendModeKeyAsName(l.Index)); })
+        .def_property_readonly("opacity",
+                               [](const Layer& l) { return Byte(l.Records()->GetLayerRecordOpacity(l.Index)); })
+        .def_property_readonly("clipping",
+                               [](const Layer& l) { return Byte(l.Records()->GetLayerRecordClipping(l.Index)); })
+        .def_property_readonly(
+            "clipping_name",
+            [](const Layer& l) { return TextOrNone(l.Records()->GetLayerRecordClippingAsName(l.Index)); })
         .def_property_readonly("flags", [](const Layer& l) { return Byte(l.Records()->GetLayerRecordFlags(l.Index)); })
-        .def_property_readonly("flags_name",
-                               [](const Layer& l) { return TextOrNone(l.Records()->GetLayerRecordFlagsAsName(l.Index)); })
+        .def_property_readonly(
+            "flags_name", [](const Layer& l) { return TextOrNone(l.Records()->GetLayerRecordFlagsAsName(l.Index)); })
         .def_property_readonly("extra_length",
                                [](const Layer& l) { return l.Records()->GetLayerRecordExtraDataSize(l.Index); })
         .def_property_readonly("mask_size", [](const Layer& l) { return l.Records()->GetLayerRecordMaskSize(l.Index); })
-        .def_property_readonly("mask_rect",
-                               [](const Layer& l) -> py::object {
-                                   PSDLayers* r = l.Records();
-                                   if (r->GetLayerRecordMaskSize(l.Index) == 0) return py::none();
-                                   const LayerMask& mask = r->GetLayerRecordMask(l.Index);
-                                   return py::make_tuple(Signed32(mask.MaskTop), Signed32(mask.MaskLeft),
-                                                         Signed32(mask.MaskBottom), Signed32(mask.MaskRight));
-                               },
-                               "(top, left, bottom, right) of the user mask, or None without a mask.")
+        .def_property_readonly(
+            "mask_rect",
+            [](const Layer& l) -> py::object {
+                PSDLayers* r = l.Records();
+                if (r->GetLayerRecordMaskSize(l.Index) == 0) return py::none();
+                const LayerMask& mask = r->GetLayerRecordMask(l.Index);
+                return py::make_tuple(Signed32(mask.MaskTop), Signed32(mask.MaskLeft), Signed32(mask.MaskBottom),
+                                      Signed32(mask.MaskRight));
+            },
+            "(top, left, bottom, right) of the user mask, or None without a mask.")
         .def_property_readonly("mask_default_color",
                                [](const Layer& l) { return l.Records()->GetLayerRecordMask(l.Index).DefaultColor; })
         .def_property_readonly("mask_flags",
                                [](const Layer& l) { return l.Records()->GetLayerRecordMask(l.Index).Flags; })
         .def_property_readonly("blending_length",
                                [](const Layer& l) { return l.Records()->GetLayerRecordBlendingLength(l.Index); })
-        .def_property_readonly("blending_ranges",
-                               [](const Layer& l) {
-                                   PSDLayers* r = l.Records();
-                                   py::list ranges;
-                                   ranges.append(py::make_tuple(r->GetLayerRecordBlendingGrayBlendSrc(l.Index),
-                                                                r->GetLayerRecordBlendingGrayBlendDest(l.Index)));
-                                   for (unsigned long c = 0; c < r->GetLayerRecordBlendingNumChannels(l.Index); ++c)
-                                       ranges.append(py::make_tuple(r->GetLayerRecordBlendingChannelSrc(c, l.Index),
-                                                                    r->GetLayerRecordBlendingChannelDest(c, l.Index)));
-                                   return ranges;
-                               },
-                               "(source, destination) pairs: gray first, then one per channel; empty without ranges.")
-        .def_property_readonly("info_keys",
-                               [](const Layer& l) {
-                                   PSDLayers* r = l.Records();
-                                   py::list keys;
-                                   for (unsigned short e = 0; e < r->GetLayerRecordNumAdjustments(l.Index); ++e)
-                                       keys.append(py::make_tuple(KeyText(r->GetLayerRecordAdjustmentKey(e, l.Index)),
-                                                                  r->GetLayerRecordAdjustmentLength(e, l.Index)));
-                                   return keys;
-                               },
-                               "(key, length) of each additional-information entry, in file order.")
-        .def_property_readonly("section_divider",
-                               [](const Layer& l) { return l.Records()->GetLayerRecordSectionDividerType(l.Index); },
-                               "1 open group, 2 closed group, 3 end of a group, 0 none.")
+        .def_property_readonly(
+            "blending_ranges",
+            [](const Layer& l) {
+                PSDLayers* r = l.Records();
+                py::list ranges;
+                ranges.append(py::make_tuple(r->GetLayerRecordBlendingGrayBlendSrc(l.Index),
+                                             r->GetLayerRecordBlendingGrayBlendDest(l.Index)));
+                for (unsigned long c = 0; c < r->GetLayerRecordBlendingNumChannels(l.Index); ++c)
+                    ranges.append(py::make_tuple(r->GetLayerRecordBlendingChannelSrc(c, l.Index),
+                                                 r->GetLayerRecordBlendingChannelDest(c, l.Index)));
+                return ranges;
+            },
+            "(source, destination) pairs: gray first, then one per channel; empty without ranges.")
+        .def_property_readonly(
+            "info_keys",
+            [](const Layer& l) {
+                PSDLayers* r = l.Records();
+                py::list keys;
+                for (unsigned short e = 0; e < r->GetLayerRecordNumAdjustments(l.Index); ++e)
+                    keys.append(py::make_tuple(KeyText(r->GetLayerRecordAdjustmentKey(e, l.Index)),
+                                               r->GetLayerRecordAdjustmentLength(e, l.Index)));
+                return keys;
+            },
+            "(key, length) of each additional-information entry, in file order.")
+        .def_property_readonly(
+            "section_divider", [](const Layer& l) { return l.Records()->GetLayerRecordSectionDividerType(l.Index); },
+            "1 open group, 2 closed group, 3 end of a group, 0 none.")
         .def("pixels", &LayerPixels, py::arg("raw") = false, py::arg("depth") = 8, py::arg("apply_mask") = false,
              py::arg("strict") = true,
              "The layer over its rectangle: (h, w, c) planes as stored (raw) or sRGB with transparency.")
@@ -375,8 +387,9 @@ void BindDocument(py::module_& m) {
         .def_property_readonly("compression", [](const Document& d) { return d.File.GetImageCompression(); })
         .def_property_readonly("compression_name",
                                [](const Document& d) { return TextOrNone(d.File.GetImageCompressionAsName()); })
-        .def_property_readonly("intact", [](const Document& d) { return d.File.IsIntact(); },
-                               "Whether the read found the whole file and had to cut or skip nothing.")
+        .def_property_readonly(
+            "intact", [](const Document& d) { return d.File.IsIntact(); },
+            "Whether the read found the whole file and had to cut or skip nothing.")
         .def_property_readonly("problems", [](Document& d) { return Problems(d); })
         .def_property_readonly("resources",
                                [](const DocumentPtr& d) {
@@ -387,27 +400,28 @@ void BindDocument(py::module_& m) {
                                    return blocks;
                                })
         .def_property_readonly("layers", [](const DocumentPtr& d) { return LayerList(d, false); })
-        .def_property_readonly("tagged_layers", [](const DocumentPtr& d) { return LayerList(d, true); },
-                               "The records of an 'Lr16'/'Lr32' block (16- and 32-bit files keep layers there).")
+        .def_property_readonly(
+            "tagged_layers", [](const DocumentPtr& d) { return LayerList(d, true); },
+            "The records of an 'Lr16'/'Lr32' block (16- and 32-bit files keep layers there).")
         .def_property_readonly("icc_profile",
                                [](Document& d) -> py::object {
                                    PSDResourceBlock* block = FindResource(d, PSDResourceBlock::RS_1039);
                                    if (block == nullptr || block->GetDataBlock() == nullptr) return py::none();
                                    return PayloadBytes(block);
                                })
-        .def_property_readonly("thumbnail",
-                               [](Document& d) -> py::object {
-                                   // Resource 1036 holds JPEG (format 1) behind a 28-byte header.
-                                   auto* block = dynamic_cast<PSDThumbnailRB*>(FindResource(d, PSDResourceBlock::RS_1036));
-                                   if (block == nullptr || block->GetFormat() != 1 || block->GetDataBlock() == nullptr)
-                                       return py::none();
-                                   const unsigned long header = 28;
-                                   unsigned long held = block->GetDataBlockCapacity();
-                                   unsigned long size = block->GetCompressedSize();
-                                   if (held < header || size == 0 || size > held - header) return py::none();
-                                   return py::bytes(block->GetDataBlock() + header, size);
-                               },
-                               "The JPEG bytes of the thumbnail, or None.")
+        .def_property_readonly(
+            "thumbnail",
+            [](Document& d) -> py::object {
+                // Resource 1036 holds JPEG (format 1) behind a 28-byte header.
+                auto* block = dynamic_cast<PSDThumbnailRB*>(FindResource(d, PSDResourceBlock::RS_1036));
+                if (block == nullptr || block->GetFormat() != 1 || block->GetDataBlock() == nullptr) return py::none();
+                const unsigned long header = 28;
+                unsigned long held = block->GetDataBlockCapacity();
+                unsigned long size = block->GetCompressedSize();
+                if (held < header || size == 0 || size > held - header) return py::none();
+                return py::bytes(block->GetDataBlock() + header, size);
+            },
+            "The JPEG bytes of the thumbnail, or None.")
         .def("composite", &Composite, py::arg("raw") = false, py::arg("depth") = 8, py::arg("strict") = true,
              "The composite: (h, w, c) planes as stored (raw) or sRGB at 8 or 16 bits.")
         .def("__repr__", [](const Document& d) {

@@ -22,8 +22,9 @@ PYBIND11_MODULE(psdkit, m) {
 
     BindDocument(m);
 
-    m.def("open", [](const py::object& path) { return OpenDocument(PathText(path)); }, py::arg("path"),
-          "Reads a PSD file. FileNotFoundError when it is missing, psdkit.Error when it is not PSD.");
+    m.def(
+        "open", [](const py::object& path) { return OpenDocument(PathText(path)); }, py::arg("path"),
+        "Reads a PSD file. FileNotFoundError when it is missing, psdkit.Error when it is not PSD.");
     m.def(
         "write",
         [](const py::object& path, py::array array, const std::string& compression) {

@@ -34,9 +34,9 @@ py::array Interleave(const Planes& planes) {
     const unsigned short depth = planes.Depth;
     if (depth != 1 && depth != 8 && depth != 16 && depth != 32)
         throw Error("samples of depth " + std::to_string(depth) + " have no array type");
-    py::array out(RawType(depth), std::vector<py::ssize_t>{static_cast<py::ssize_t>(height),
-                                                           static_cast<py::ssize_t>(width),
-                                                           static_cast<py::ssize_t>(n)});
+    py::array out(RawType(depth),
+                  std::vector<py::ssize_t>{static_cast<py::ssize_t>(height), static_cast<py::ssize_t>(width),
+                                           static_cast<py::ssize_t>(n)});
     char* target = static_cast<char*>(out.mutable_data());
     py::gil_scoped_release release;
     const unsigned long rowBytes = depth == 1 ? (width + 7) / 8 : width * (depth / 8);
@@ -111,8 +111,8 @@ py::array RGBArray(std::unique_ptr<PSDPixels> pixels, int depth) {
     const auto channels = static_cast<py::ssize_t>(pixels->GetInterleavedChannels());
     const char* data = pixels->GetInterleaved();
     const py::ssize_t item = depth == 16 ? 2 : 1;
-    if (data == nullptr || static_cast<unsigned long>(height * width * channels * item) !=
-                               pixels->GetInterleavedLength())
+    if (data == nullptr ||
+        static_cast<unsigned long>(height * width * channels * item) != pixels->GetInterleavedLength())
         throw Error("the colour conversion gave no image");
     PSDPixels* owner = pixels.release();
     py::capsule keep(owner, [](void* p) { delete static_cast<PSDPixels*>(p); });
@@ -184,7 +184,6 @@ py::array Finish(std::unique_ptr<PSDPixels> pixels, Document& doc, bool raw, int
     return out;
 }
 
-
 // The decoder's own lines name the layer and channel.
 std::string LayerWhat(const Layer& layer) { return layer.Doc->Path; }
 
@@ -209,7 +208,8 @@ py::array LayerPixels(const Layer& layer, bool raw, int depth, bool applyMask, b
     Document& doc = *layer.Doc;
     // The decoder takes the 'Lr16'/'Lr32' records where the layer info has none.
     if (layer.InTaggedBlock && doc.File.GetLayers()->GetLayerCount() != 0)
-        throw Error(LayerWhat(layer) + ": layer " + std::to_string(layer.Index) + ": a tagged-block layer beside layer info records cannot be decoded whole");
+        throw Error(LayerWhat(layer) + ": layer " + std::to_string(layer.Index) +
+                    ": a tagged-block layer beside layer info records cannot be decoded whole");
     auto pixels = std::make_unique<PSDPixels>();
     bool ok;
     {

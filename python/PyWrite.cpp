@@ -49,8 +49,7 @@ void WriteArray(const std::string& path, py::array array, const std::string& com
     } else if (compression == "zip_prediction") {
         code = PSDImageData::COMPRESSION_ZIP_PREDICTION;
     } else {
-        throw py::value_error("compression must be 'raw', 'rle', 'zip' or 'zip_prediction', not '" + compression +
-                              "'");
+        throw py::value_error("compression must be 'raw', 'rle', 'zip' or 'zip_prediction', not '" + compression + "'");
     }
 
     unsigned short depth;
@@ -76,7 +75,7 @@ void WriteArray(const std::string& path, py::array array, const std::string& com
     if (std::FILE* probe = std::fopen(path.c_str(), "ab")) {
         std::fclose(probe);
     } else {
-        PyErr_SetFromErrnoWithFilename(errno == ENOENT ? PyExc_FileNotFoundError
+        PyErr_SetFromErrnoWithFilename(errno == ENOENT   ? PyExc_FileNotFoundError
                                        : errno == EACCES ? PyExc_PermissionError
                                        : errno == EISDIR ? PyExc_IsADirectoryError
                                                          : PyExc_OSError,
@@ -116,8 +115,7 @@ void WriteArray(const std::string& path, py::array array, const std::string& com
             file.SetImageDepth(depth);
             file.SetImageMode(channels == 1 ? PSDHeader::MODE_GRAYSCALE : PSDHeader::MODE_RGB);
             file.SetImageCompression(code);
-            written = file.SetImageData(data.data(), static_cast<unsigned long>(data.size())) &&
-                      file.CommitWriteFile();
+            written = file.SetImageData(data.data(), static_cast<unsigned long>(data.size())) && file.CommitWriteFile();
         }
     }
     if (!written) throw Error(path + ": cannot be written");

@@ -30,7 +30,7 @@ std::size_t PrintableUtf8(const std::string& text, std::size_t i) {
     if (c >= 0x20 && c < 0x7F) return 1;
     if (c >= 0xC2 && c <= 0xDF && tail(i + 1)) return c == 0xC2 && byte(i + 1) < 0xA0 ? 0 : 2;  // no C1
     if (c >= 0xE0 && c <= 0xEF && tail(i + 1) && tail(i + 2)) {
-        if (c == 0xE0 && byte(i + 1) < 0xA0) return 0;  // overlong
+        if (c == 0xE0 && byte(i + 1) < 0xA0) return 0;   // overlong
         if (c == 0xED && byte(i + 1) >= 0xA0) return 0;  // surrogates
         return 3;
     }

@@ -39,9 +39,13 @@ void MakeDemoPlanes(std::vector<char>* red, std::vector<char>* green, std::vecto
             int g = static_cast<int>(y * 255 / (h - 1));
             int b = static_cast<int>((x + y) * 255 / (w + h - 2));
             long dx = x - 200, dy = y - 240;
-            if (dx * dx + dy * dy < 110 * 110) r = g = b = 255;               // disc
-            if (x >= 380 && x < 560 && y >= 80 && y < 260) r = g = b = 32;    // square
-            if (x >= 360 && x < 600 && y >= 340 && y < 400) { r = 255; g = 220; b = 0; }  // bar
+            if (dx * dx + dy * dy < 110 * 110) r = g = b = 255;             // disc
+            if (x >= 380 && x < 560 && y >= 80 && y < 260) r = g = b = 32;  // square
+            if (x >= 360 && x < 600 && y >= 340 && y < 400) {
+                r = 255;
+                g = 220;
+                b = 0;
+            }  // bar
             (*red)[i] = static_cast<char>(r);
             (*green)[i] = static_cast<char>(g);
             (*blue)[i] = static_cast<char>(b);

@@ -59,8 +59,8 @@ int RunIcc(const std::vector<std::string>& args) {
     if (length > profile->GetDataBlockCapacity()) length = profile->GetDataBlockCapacity();
     // Less than a header and a tag count is no profile, and no use to anyone as a file.
     if (length < PSDICCProfileRB::PROFILE_SIZE)
-        return Fail(EXIT_FAILURE_RUN,
-                    path + ": the ICC profile resource holds " + std::to_string(length) + " bytes, too few for a profile");
+        return Fail(EXIT_FAILURE_RUN, path + ": the ICC profile resource holds " + std::to_string(length) +
+                                          " bytes, too few for a profile");
 
     std::string error;
     if (!WriteWholeFile(out, profile->GetDataBlock(), length, force, &error)) return Fail(EXIT_FAILURE_RUN, error);

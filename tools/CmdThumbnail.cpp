@@ -81,7 +81,8 @@ int RunThumbnail(const std::vector<std::string>& args) {
             return Fail(EXIT_FAILURE_RUN,
                         path + ": the thumbnail (resource 1036) has an unknown format " + std::to_string(otherFormat));
         if (haveOldStyle)
-            return Fail(EXIT_FAILURE_RUN, path + ": only an old-style thumbnail (resource 1033), which is not extracted");
+            return Fail(EXIT_FAILURE_RUN,
+                        path + ": only an old-style thumbnail (resource 1033), which is not extracted");
         return Fail(EXIT_FAILURE_RUN, path + ": no thumbnail (the file has no resource 1036)");
     }
 

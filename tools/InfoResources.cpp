@@ -67,8 +67,8 @@ void PrintBlockReport(PSDResourceBlock* block, const std::string& indent) {
 void PrintResourcesReport(PSDImageRes* resources, bool raw) {
     for (unsigned long i = 0; i < resources->GetNumResourceBlocks(); ++i) {
         PSDResourceBlock* block = resources->GetResourceBlock(i);
-        std::cout << "  [" << i << "] " << block->GetIDAsName() << " (ID " << block->GetResourceID()
-                  << "), data size " << block->GetDataBlockSize();
+        std::cout << "  [" << i << "] " << block->GetIDAsName() << " (ID " << block->GetResourceID() << "), data size "
+                  << block->GetDataBlockSize();
         if (block->GetNameLength() != 0)
             std::cout << ", name \"" << PrintableName(block->GetName(), block->GetNameLength()) << "\"";
         std::cout << "\n";

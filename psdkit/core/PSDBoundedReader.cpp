@@ -136,8 +136,7 @@ unsigned long PSDBoundedReader::StreamRemaining(std::istream* input) {
     return static_cast<unsigned long>(end - here);
 }
 
-PSDBoundedReader::PSDBoundedReader(std::shared_ptr<Source> source, unsigned long begin, unsigned long end,
-                                   bool clipped)
+PSDBoundedReader::PSDBoundedReader(std::shared_ptr<Source> source, unsigned long begin, unsigned long end, bool clipped)
     : From(std::move(source)), Begin(begin), Pos(begin), End(end), WasClipped(clipped) {}
 
 PSDBoundedReader::PSDBoundedReader(std::istream* input, unsigned long limit)
@@ -154,8 +153,11 @@ PSDBoundedReader::PSDBoundedReader(std::istream* input, unsigned long limit)
 }
 
 PSDBoundedReader::PSDBoundedReader(const char* data, unsigned long size)
-    : From(std::make_shared<Source>(data, data == nullptr ? 0 : size)), Begin(0), Pos(0),
-      End(data == nullptr ? 0 : size), WasClipped(false) {
+    : From(std::make_shared<Source>(data, data == nullptr ? 0 : size)),
+      Begin(0),
+      Pos(0),
+      End(data == nullptr ? 0 : size),
+      WasClipped(false) {
     From->Problems = ScopedProblems;
 }
 

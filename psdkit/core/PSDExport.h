@@ -11,6 +11,6 @@
 #endif
 
 // Defines a display text: a global char* to writable storage holding `text`.
-#define PSDKIT_DEFINE_TEXT(name, text) \
+#define PSDKIT_DEFINE_TEXT(name, text)    \
     static char name##_storage_[] = text; \
     char* name = name##_storage_

@@ -35,7 +35,8 @@ char* AllocateImageMemory(unsigned long length) {
 
 }  // namespace
 
-PSDImageData::PSDImageData() : Compression(COMPRESSION_RAW), ImageDataLength(0), DataBuffer(nullptr), BufferCapacity(0) {}
+PSDImageData::PSDImageData()
+    : Compression(COMPRESSION_RAW), ImageDataLength(0), DataBuffer(nullptr), BufferCapacity(0) {}
 
 PSDImageData::~PSDImageData() { FreeDataBuffer(); }
 
@@ -95,9 +96,7 @@ bool PSDImageData::SetPlanarDataBuffers(const char* first, const char* second, c
     return true;
 }
 
-void PSDImageData::SkipSection() {
-    InputStream->seekg(static_cast<std::streamoff>(SectionLength), std::ios_base::cur);
-}
+void PSDImageData::SkipSection() { InputStream->seekg(static_cast<std::streamoff>(SectionLength), std::ios_base::cur); }
 
 bool PSDImageData::ReadSection() {
     PSDBoundedReader file(InputStream);

@@ -8,9 +8,7 @@ namespace psdkit {
 
 namespace {
 
-inline unsigned long Byte(const char* buffer, int i) {
-    return static_cast<unsigned char>(buffer[i]);
-}
+inline unsigned long Byte(const char* buffer, int i) { return static_cast<unsigned char>(buffer[i]); }
 
 // Truncation toward zero to a signed 32-bit integer; what does not fit (or is
 // not a number) becomes the smallest 32-bit integer, as the x86 conversion does.
@@ -42,9 +40,7 @@ void PSDUtil::LongToBuffer(unsigned long value, char* buffer) {
     buffer[3] = static_cast<char>(value);
 }
 
-void PSDUtil::BufferToNativeShort(const char* buffer, unsigned short* value) {
-    BufferToShort(buffer, value);
-}
+void PSDUtil::BufferToNativeShort(const char* buffer, unsigned short* value) { BufferToShort(buffer, value); }
 
 void PSDUtil::NativeShortToBuffer(unsigned short value, char* buffer) {
     buffer[0] = static_cast<char>(value);

@@ -68,6 +68,7 @@ const unsigned long PROFILE_SRGB_CURVE_COUNT = 1024;
 // Entry i is the sRGB decoding function at x = i / 1023 times 65535, rounded:
 // x / 12.92 up to x = 0.04045, ((x + 0.055) / 1.055) ^ 2.4 above, in double.
 // Kept as a literal table so that it is there before any code runs.
+// clang-format off
 const unsigned short PROFILE_SRGB_DEFAULT_CURVE[1024] = {
     0, 5, 10, 15, 20, 25, 30, 35, 40, 45, 50, 55,
     59, 64, 69, 74, 79, 84, 89, 94, 99, 104, 109, 114,
@@ -156,6 +157,7 @@ const unsigned short PROFILE_SRGB_DEFAULT_CURVE[1024] = {
     63370, 63513, 63656, 63800, 63943, 64087, 64231, 64375, 64519, 64664, 64809, 64954,
     65099, 65244, 65389, 65535,
 };
+// clang-format on
 
 namespace {
 
@@ -495,7 +497,8 @@ void PSDICCProfileRB::ReadDataBlock() {
     IlluminantZ = field.Fixed16Dot16(76);
     Creator = field.NativeLong(80);
 
-    if (ProfileSize > size) in.Problem("ICC profile: its header states %lu bytes, the block holds %lu", ProfileSize, size);
+    if (ProfileSize > size)
+        in.Problem("ICC profile: its header states %lu bytes, the block holds %lu", ProfileSize, size);
 
     unsigned long count = 0;
     in.ReadLong(&count);

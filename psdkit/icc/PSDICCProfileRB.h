@@ -29,9 +29,9 @@ public:
     static constexpr unsigned short PROFILE_FLAG_REQ_COLOR_DATA = 2;
     static constexpr unsigned long ATTRIBUTE_TRANSPARENT = 1;
     static constexpr unsigned long ATTRIBUTE_MATTE = 2;
-    static constexpr unsigned long DEVICE_MANUFACTURER_HP = 0x49454320;  // "IEC "
-    static constexpr unsigned long DEVICE_MODEL_SRGB = 0x73524742;       // sRGB
-    static constexpr unsigned long DEFAULT_PROFILE_CREATOR = 0x48502020; // "HP  "
+    static constexpr unsigned long DEVICE_MANUFACTURER_HP = 0x49454320;   // "IEC "
+    static constexpr unsigned long DEVICE_MODEL_SRGB = 0x73524742;        // sRGB
+    static constexpr unsigned long DEFAULT_PROFILE_CREATOR = 0x48502020;  // "HP  "
     // Single-precision 0.9642 and 0.8249 widened to double.
     static constexpr double STANDARD_ILLUMINANT_X = static_cast<double>(0.9642f);
     static constexpr double STANDARD_ILLUMINANT_Y = 1.0;

@@ -12,7 +12,7 @@ namespace psdkit {
 
 // Static member texts, each over writable storage of its own.
 #define PSDKIT_DEFINE_TAG_TEXT(name, text) \
-    static char name##_storage_[] = text; \
+    static char name##_storage_[] = text;  \
     char* PSDICCTag::name = name##_storage_
 
 PSDKIT_DEFINE_TAG_TEXT(ILLUMINANT_TYPE_UNKNOWN_STR, "unknown");

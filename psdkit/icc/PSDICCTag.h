@@ -125,9 +125,8 @@ public:
     bool SetSignatureTypeAttribute(unsigned long signature);
     bool SetMeasureTypeAttribute(unsigned long observer, double backingX, double backingY, double backingZ,
                                  unsigned long geometry, double flare, unsigned long illuminant);
-    bool SetViewConditionsTypeAttribute(double illuminantX, double illuminantY, double illuminantZ,
-                                        double surroundX, double surroundY, double surroundZ,
-                                        unsigned long illuminantType);
+    bool SetViewConditionsTypeAttribute(double illuminantX, double illuminantY, double illuminantZ, double surroundX,
+                                        double surroundY, double surroundZ, unsigned long illuminantType);
     bool SetXYZTypeAttribute(double x, double y, double z);
 
     // Null unless the payload holds the getter's type word and its whole

@@ -201,8 +201,7 @@ unsigned short PSDLayers::GetLayerRecordImageDataCompression(unsigned short chan
     return entry == nullptr ? 0 : entry->Compression;
 }
 
-void PSDLayers::SetLayerRecordImageDataCompression(unsigned short value, unsigned short channel,
-                                                   unsigned short layer) {
+void PSDLayers::SetLayerRecordImageDataCompression(unsigned short value, unsigned short channel, unsigned short layer) {
     ChannelImageData* entry = CompressionEntry(channel, layer);
     if (entry != nullptr) entry->Compression = value;
 }
@@ -376,8 +375,7 @@ bool PSDLayers::ReadSection(PSDBoundedReader& file) {
 
     // Nothing of the walk reads or seeks outside this window.
     PSDBoundedReader section = file.Take(SectionLength);
-    if (section.Clipped())
-        section.Problem("layer section: its %lu bytes run past the end of the file", SectionLength);
+    if (section.Clipped()) section.Problem("layer section: its %lu bytes run past the end of the file", SectionLength);
     PSDBoundedReader start = section;
     bool walked = ReadLayerInfo(section, true) && ReadGlobalLayerMask(section);
     // An odd section is followed by a closing byte. The walk of a well-formed
@@ -428,8 +426,8 @@ bool PSDLayers::ReadLayerRecord(PSDBoundedReader& section, unsigned long index) 
     unsigned long bottom = 0;
     unsigned long right = 0;
     unsigned short channels = 0;
-    if (!(section.ReadLong(&top) && section.ReadLong(&left) && section.ReadLong(&bottom) &&
-          section.ReadLong(&right) && section.ReadShort(&channels))) {
+    if (!(section.ReadLong(&top) && section.ReadLong(&left) && section.ReadLong(&bottom) && section.ReadLong(&right) &&
+          section.ReadShort(&channels))) {
         section.Problem("layer record %lu: cut by the end of the layer section", index);
         return false;
     }

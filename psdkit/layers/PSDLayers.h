@@ -41,20 +41,20 @@ public:
     static constexpr unsigned long BLEND_MODE_KEY_COLORBURN = 0x69646976;   // "idiv"
 
     // Additional-information keys.
-    static constexpr unsigned long LAYER_KEY_ADJUSTMENT_INFO_LEVELS = 0x6C65766C;          // "levl"
-    static constexpr unsigned long LAYER_KEY_ADJUSTMENT_INFO_CURVES = 0x63757276;          // "curv"
-    static constexpr unsigned long LAYER_KEY_ADJUSTMENT_INFO_BRIGHTNESS = 0x62726974;      // "brit"
-    static constexpr unsigned long LAYER_KEY_ADJUSTMENT_INFO_COLORBALANCE = 0x626C6E63;    // "blnc"
+    static constexpr unsigned long LAYER_KEY_ADJUSTMENT_INFO_LEVELS = 0x6C65766C;            // "levl"
+    static constexpr unsigned long LAYER_KEY_ADJUSTMENT_INFO_CURVES = 0x63757276;            // "curv"
+    static constexpr unsigned long LAYER_KEY_ADJUSTMENT_INFO_BRIGHTNESS = 0x62726974;        // "brit"
+    static constexpr unsigned long LAYER_KEY_ADJUSTMENT_INFO_COLORBALANCE = 0x626C6E63;      // "blnc"
     static constexpr unsigned long LAYER_KEY_ADJUSTMENT_INFO_OLD_HUESAURATION = 0x68756520;  // "hue "
     static constexpr unsigned long LAYER_KEY_ADJUSTMENT_INFO_NEW_HUESAURATION = 0x68756532;  // "hue2"
-    static constexpr unsigned long LAYER_KEY_ADJUSTMENT_INFO_SELECTIVECOLOR = 0x73656C63;  // "selc"
-    static constexpr unsigned long LAYER_KEY_ADJUSTMENT_INFO_THRESHOLD = 0x74687273;       // "thrs"
-    static constexpr unsigned long LAYER_KEY_ADJUSTMENT_INFO_INVERT = 0x6E767274;          // "nvrt"
-    static constexpr unsigned long LAYER_KEY_ADJUSTMENT_INFO_POSTERIZE = 0x706F7374;       // "post"
-    static constexpr unsigned long LAYER_KEY_EFFECTS_LAYER_INFO = 0x6C724658;              // "lrFX"
-    static constexpr unsigned long LAYER_KEY_TOOL_TYPE_INFO = 0x74795368;                  // "tySh"
-    static constexpr unsigned long LAYER_KEY_UNICODE_LAYER_NAME = 0x6C756E69;              // "luni"
-    static constexpr unsigned long LAYER_KEY_LAYER_ID = 0x6C796964;                        // "lyid"
+    static constexpr unsigned long LAYER_KEY_ADJUSTMENT_INFO_SELECTIVECOLOR = 0x73656C63;    // "selc"
+    static constexpr unsigned long LAYER_KEY_ADJUSTMENT_INFO_THRESHOLD = 0x74687273;         // "thrs"
+    static constexpr unsigned long LAYER_KEY_ADJUSTMENT_INFO_INVERT = 0x6E767274;            // "nvrt"
+    static constexpr unsigned long LAYER_KEY_ADJUSTMENT_INFO_POSTERIZE = 0x706F7374;         // "post"
+    static constexpr unsigned long LAYER_KEY_EFFECTS_LAYER_INFO = 0x6C724658;                // "lrFX"
+    static constexpr unsigned long LAYER_KEY_TOOL_TYPE_INFO = 0x74795368;                    // "tySh"
+    static constexpr unsigned long LAYER_KEY_UNICODE_LAYER_NAME = 0x6C756E69;                // "luni"
+    static constexpr unsigned long LAYER_KEY_LAYER_ID = 0x6C796964;                          // "lyid"
 
     static constexpr char CLIPPING_BASE = 0;
     static constexpr char CLIPPING_NON_BASE = 1;

@@ -3,8 +3,8 @@
 #include <fstream>
 
 #include "psdkit/core/PSDFile.h"
-#include "psdkit/core/PhotoshopFile.h"
 #include "psdkit/core/PSDUtil.h"
+#include "psdkit/core/PhotoshopFile.h"
 #include "psdkit/pixels/PSDColorConverter.h"
 #include "psdkit/pixels/PSDPlaneDecoder.h"
 #include "psdkit/resources/PSDImageRes.h"
@@ -61,8 +61,15 @@ void ReadFileFacts(const char* fileName, std::vector<char>& colorTable, bool* ne
 }  // namespace
 
 PSDPixels::PSDPixels()
-    : MaxBytes(DEFAULT_MAX_BYTES), Width(0), Height(0), Depth(0), Mode(0), PlaneLength(0), AlphaPlane(-1),
-      PlaneMemory(nullptr), InterleavedChannels(0) {}
+    : MaxBytes(DEFAULT_MAX_BYTES),
+      Width(0),
+      Height(0),
+      Depth(0),
+      Mode(0),
+      PlaneLength(0),
+      AlphaPlane(-1),
+      PlaneMemory(nullptr),
+      InterleavedChannels(0) {}
 
 PSDPixels::~PSDPixels() { FreePlanes(); }
 
@@ -178,7 +185,6 @@ bool PSDPixels::DecodeComposite(PhotoshopFile& doc) {
     return ok;
 }
 
-
 bool PSDPixels::ConvertToRGB(unsigned short depth, bool alpha) {
     Interleaved.clear();
     InterleavedChannels = 0;
@@ -249,7 +255,9 @@ struct LayerRect {
     // Both fit in 32 bits, as the coordinates do.
     unsigned long Width() const { return Inverted() ? 0 : static_cast<unsigned long>(Right - Left); }
     unsigned long Height() const { return Inverted() ? 0 : static_cast<unsigned long>(Bottom - Top); }
-    bool Contains(long row, long column) const { return row >= Top && row < Bottom && column >= Left && column < Right; }
+    bool Contains(long row, long column) const {
+        return row >= Top && row < Bottom && column >= Left && column < Right;
+    }
 };
 
 LayerRect LayerBounds(const PSDLayers& layers, unsigned short layer) {
@@ -371,8 +379,8 @@ struct ChannelJob {
             return false;
         }
         std::vector<std::string> found;
-        bool decoded = PSDPlaneDecoder::DecodeChannel(file.Scratch.data(), Available, Compression, Width, Height,
-                                                      Depth, plane, &found);
+        bool decoded = PSDPlaneDecoder::DecodeChannel(file.Scratch.data(), Available, Compression, Width, Height, Depth,
+                                                      plane, &found);
         for (const std::string& line : found) problems.push_back(Name + ": " + line);
         return decoded && ok;
     }
@@ -546,8 +554,8 @@ bool PSDPixels::DecodeLayer(PhotoshopFile& doc, unsigned short layer, bool apply
         if (id == LAYER_CHANNEL_USER_MASK && maskAt < 0) maskAt = c;
     }
     const LayerMask& mask = layers->GetLayerRecordMask(layer);
-    bool withMask = applyUserMask && depth != 1 && (maskAt >= 0 || mask.MaskSize != 0) &&
-                    (mask.Flags & MASK_FLAG_DISABLED) == 0;
+    bool withMask =
+        applyUserMask && depth != 1 && (maskAt >= 0 || mask.MaskSize != 0) && (mask.Flags & MASK_FLAG_DISABLED) == 0;
     unsigned short planes = static_cast<unsigned short>(colors + ((at[colors] >= 0 || withMask) ? 1 : 0));
 
     ChannelFile file;
@@ -572,8 +580,10 @@ bool PSDPixels::DecodeLayer(PhotoshopFile& doc, unsigned short layer, bool apply
         }
         jobs[p] = MakeJob(*layers, static_cast<unsigned short>(at[p]), layer, depth);
         usable[p] = jobs[p].Check(file, MaxBytes, Problems);
-        if (usable[p]) backed = true;
-        else ok = false;
+        if (usable[p])
+            backed = true;
+        else
+            ok = false;
     }
     if (!backed || !AllocatePlanes(planes, planeLength)) return false;
     for (unsigned short p = 0; p < planes && planeLength != 0; ++p) {

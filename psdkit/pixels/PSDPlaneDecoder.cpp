@@ -117,7 +117,8 @@ bool Decode(const char* data, unsigned long length, unsigned short compression, 
                 // One stream over all planes. Planes held back to back take it
                 // directly; others go through one block of that size.
                 bool adjacent = true;
-                for (unsigned short c = 1; c < count; ++c) adjacent = adjacent && planes[c] == planes[0] + c * planeLength;
+                for (unsigned short c = 1; c < count; ++c)
+                    adjacent = adjacent && planes[c] == planes[0] + c * planeLength;
                 char* joined = adjacent ? planes[0] : PSDPlaneDecoder::AllocatePlaneMemory(planeLength * count);
                 if (!joined) {
                     Report(problems, "deflate: out of memory");
@@ -131,13 +132,17 @@ bool Decode(const char* data, unsigned long length, unsigned short compression, 
                     if (!ok) std::memset(joined, 0, planeLength * count);
                 } else {
                     for (unsigned short c = 0; c < count; ++c) {
-                        if (ok) std::memcpy(planes[c], joined + c * planeLength, planeLength);
-                        else std::memset(planes[c], 0, planeLength);
+                        if (ok)
+                            std::memcpy(planes[c], joined + c * planeLength, planeLength);
+                        else
+                            std::memset(planes[c], 0, planeLength);
                     }
                     PSDPlaneDecoder::FreePlaneMemory(joined);
                 }
             }
-            if (!ok) Report(problems, "deflate: the stream is damaged or does not inflate to the image's size; filled with zeros");
+            if (!ok)
+                Report(problems,
+                       "deflate: the stream is damaged or does not inflate to the image's size; filled with zeros");
             return ok;
         }
         default:
@@ -170,10 +175,10 @@ bool PSDPlaneDecoder::PlaneLength(unsigned long width, unsigned long height, uns
 }
 
 bool PSDPlaneDecoder::CanProduce(unsigned short compression, unsigned long inputLength, unsigned long outputLength) {
-    unsigned long ratio = compression == PSDImageData::COMPRESSION_ZIP ||
-                                  compression == PSDImageData::COMPRESSION_ZIP_PREDICTION
-                              ? PSDDeflate::MAX_RATIO
-                              : PACKBITS_RATIO;
+    unsigned long ratio =
+        compression == PSDImageData::COMPRESSION_ZIP || compression == PSDImageData::COMPRESSION_ZIP_PREDICTION
+            ? PSDDeflate::MAX_RATIO
+            : PACKBITS_RATIO;
     if (outputLength == 0) return true;
     return inputLength != 0 && (outputLength - 1) / ratio < inputLength;
 }

@@ -21,11 +21,11 @@ public:
     static unsigned long EncodeRLE(const char* const* planes, unsigned short channels, unsigned long width,
                                    unsigned long height, unsigned short depth, char* out);
     // The same into a vector, which is resized to what was written.
-    static bool EncodeRLE(const char* const* planes, unsigned short channels, unsigned long width,
-                          unsigned long height, unsigned short depth, std::vector<char>& out);
+    static bool EncodeRLE(const char* const* planes, unsigned short channels, unsigned long width, unsigned long height,
+                          unsigned short depth, std::vector<char>& out);
     // Compression 2 (prediction false) or 3: one zlib stream over all planes.
-    static bool EncodeZip(const char* const* planes, unsigned short channels, unsigned long width,
-                          unsigned long height, unsigned short depth, bool prediction, std::vector<char>& out);
+    static bool EncodeZip(const char* const* planes, unsigned short channels, unsigned long width, unsigned long height,
+                          unsigned short depth, bool prediction, std::vector<char>& out);
 };
 
 }  // namespace psdkit

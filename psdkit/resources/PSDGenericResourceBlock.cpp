@@ -7,9 +7,7 @@ namespace psdkit {
 PSDGenericResourceBlock::PSDGenericResourceBlock() = default;
 PSDGenericResourceBlock::~PSDGenericResourceBlock() = default;
 
-void PSDGenericResourceBlock::PrintInfo() {
-    std::cout << GetIDAsName() << " Size:" << GetDataBlockSize() << "\n";
-}
+void PSDGenericResourceBlock::PrintInfo() { std::cout << GetIDAsName() << " Size:" << GetDataBlockSize() << "\n"; }
 
 void PSDGenericResourceBlock::ReadDataBlock() {}
 

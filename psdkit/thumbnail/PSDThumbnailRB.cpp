@@ -96,8 +96,7 @@ void PSDThumbnailRB::ReadDataBlock() {
     const unsigned long capacity = GetDataBlock() == nullptr ? 0 : GetDataBlockCapacity();
     PSDBoundedReader in(GetDataBlock(), statedSize < capacity ? statedSize : capacity);
     if (!in.ReadLong(&Format) || !in.ReadLong(&Width) || !in.ReadLong(&Height) || !in.ReadLong(&WidthBytes) ||
-        !in.ReadLong(&Size) || !in.ReadLong(&CompressedSize) || !in.ReadShort(&BitsPixel) ||
-        !in.ReadShort(&Planes)) {
+        !in.ReadLong(&Size) || !in.ReadLong(&CompressedSize) || !in.ReadShort(&BitsPixel) || !in.ReadShort(&Planes)) {
         // Shorter than the header: nothing is decoded, and the block is
         // written back as it was read.
         in.Problem("thumbnail: %lu bytes hold no thumbnail header", in.Size());

@@ -24,7 +24,7 @@ using psdtest::RunResult;
 // Runs the tool in a shell that sets `limits` first (ulimit lines), with a
 // time limit, so that a hang fails the test instead of stalling it.
 RunResult RunLimited(const std::string& limits, const std::vector<std::string>& args) {
-    std::vector<std::string> argv = {"timeout", "20", "/bin/sh", "-c", limits + "\nexec \"$0\" \"$@\"",
+    std::vector<std::string> argv = {"timeout",      "20", "/bin/sh", "-c", limits + "\nexec \"$0\" \"$@\"",
                                      PSDKIT_CLI_PATH};
     argv.insert(argv.end(), args.begin(), args.end());
     return psdtest::RunProgram(argv);
@@ -98,7 +98,10 @@ TEST(CliSafety, ForceNeverDestroysTheTargetWhenTheWriteFails) {
     // Per case: the file size limit (1 KB blocks; no limit when empty) and the command. The
     // outputs are larger than 2 KB, so under the limit every write fails part-way.
     const std::string noGrowth = "trap '' XFSZ\nulimit -f 2";
-    const struct { std::string limits; std::vector<std::string> args; } cases[] = {
+    const struct {
+        std::string limits;
+        std::vector<std::string> args;
+    } cases[] = {
         {noGrowth, {"write", "TARGET", "--from", ppm, "--force"}},
         {"", {"write", "TARGET", "--from", wide, "--force"}},  // refused by the write check
         {noGrowth, {"demo", "TARGET", "--force"}},
@@ -121,12 +124,22 @@ TEST(CliSafety, ForceNeverDestroysTheTargetWhenTheWriteFails) {
 // A document with one profile whose copyright text and description carry
 // terminal control sequences, and a resource named with control bytes.
 Bytes HostileDocument() {
-    const std::string text = "evil\x1b]0;owned\x07\x1b[2J\x9b" "31m";
+    const std::string text =
+        "evil\x1b]0;owned\x07\x1b[2J\x9b"
+        "31m";
     Bytes tag = Bytes().str("text").zeros(4).str(text).u8(0);
     while (tag.size() % 4) tag.u8(0);
     Bytes profile = Bytes().u32(132 + 12 + tag.size()).zeros(124).u32(1);
     profile.u32(psdkit::PSDICCTag::TAGID_CPRT).u32(144).u32(tag.size()).raw(tag);
-    Bytes section = Bytes().str("8BIM").u16(1039).u8(3).str("a\x1b" "b").u32(profile.size()).raw(profile);
+    Bytes section = Bytes()
+                        .str("8BIM")
+                        .u16(1039)
+                        .u8(3)
+                        .str(
+                            "a\x1b"
+                            "b")
+                        .u32(profile.size())
+                        .raw(profile);
     section.str("8BIM").u16(2000).u8(1).str("\x07").u32(2).u16(0);
     Bytes file = psdtest::PsdHeader(3, 1, 1, 8, 3);
     return file.u32(0).u32(section.size()).raw(section).u32(0).u16(0).u8(1).u8(2).u8(3);

@@ -115,27 +115,31 @@ TEST(Cli, InfoListsEveryLayerRecord) {
     psdtest::TempDir dir;
     psdtest::RunResult result = RunCli({"info", dir.Write("layers.psd", file)});
     ASSERT_EQ(result.exitCode, 0) << result.err;
-    std::string listing =
-        "Layer and mask information: " + std::to_string(body.size()) + " bytes\n"
-        "  Layer info size: " + std::to_string(body.size() - 8) + "\n"
-        "  Layer count: 1\n"
-        "  Layer 0: \"Tree\\x01\"\n"
-        "    Rectangle: top -10, left -2147483648, bottom 30, right 40\n"
-        "    Channels: 2\n"
-        "      [0] ID -1, length 10, compression 1 (RLE)\n"
-        "      [1] ID 0, length 2, compression 7 (Invalid)\n"
-        "    Blend mode: signature 8BIM, key 'hLit' (hard light)\n"
-        "    Opacity: 200\n"
-        "    Clipping: 1 (Non-Base)\n"
-        "    Flags: 11 (Transparency Protected|Visible|Photoshop5+)\n"
-        "    Extra data size: " + std::to_string(extra.size()) + "\n"
-        "    Mask size: 20\n"
-        "    Blending ranges: 1 channels (length 16)\n"
-        "    Additional information: 2 entries\n"
-        "      [0] 'luni' (unicode layer name), length 12\n"
-        "      [1] 'lsct' (Unknown), length 4\n"
-        "  Global layer mask length: 0\n"
-        "Image data:\n";
+    std::string listing = "Layer and mask information: " + std::to_string(body.size()) +
+                          " bytes\n"
+                          "  Layer info size: " +
+                          std::to_string(body.size() - 8) +
+                          "\n"
+                          "  Layer count: 1\n"
+                          "  Layer 0: \"Tree\\x01\"\n"
+                          "    Rectangle: top -10, left -2147483648, bottom 30, right 40\n"
+                          "    Channels: 2\n"
+                          "      [0] ID -1, length 10, compression 1 (RLE)\n"
+                          "      [1] ID 0, length 2, compression 7 (Invalid)\n"
+                          "    Blend mode: signature 8BIM, key 'hLit' (hard light)\n"
+                          "    Opacity: 200\n"
+                          "    Clipping: 1 (Non-Base)\n"
+                          "    Flags: 11 (Transparency Protected|Visible|Photoshop5+)\n"
+                          "    Extra data size: " +
+                          std::to_string(extra.size()) +
+                          "\n"
+                          "    Mask size: 20\n"
+                          "    Blending ranges: 1 channels (length 16)\n"
+                          "    Additional information: 2 entries\n"
+                          "      [0] 'luni' (unicode layer name), length 12\n"
+                          "      [1] 'lsct' (Unknown), length 4\n"
+                          "  Global layer mask length: 0\n"
+                          "Image data:\n";
     EXPECT_NE(result.out.find(listing), std::string::npos) << result.out;
 }
 
@@ -248,7 +252,8 @@ TEST(Cli, RefusalsLeaveFilesAlone) {
 TEST(Cli, ForceReplacesAndTheJpegThumbnailIsTaken) {
     psdtest::TempDir dir;
     const std::string out = dir.Write("out", Bytes().str("old"));
-    const Bytes thumbnails = Thumbnail(1, 2, {5, 6}, 1033).raw(Thumbnail(0, 2, {7, 8})).raw(Thumbnail(1, 3, {'j', 'p', 'g'}));
+    const Bytes thumbnails =
+        Thumbnail(1, 2, {5, 6}, 1033).raw(Thumbnail(0, 2, {7, 8})).raw(Thumbnail(1, 3, {'j', 'p', 'g'}));
     const std::string psd = dir.Write("in.psd", Psd(thumbnails));
     psdtest::RunResult again = RunCli({"thumbnail", psd, out});
     EXPECT_NE(again.err.find("--force"), std::string::npos) << again.err;

@@ -100,11 +100,19 @@ void ExpectPayload(PSDICCTag* tag, bool set, unsigned long size, Type type, cons
 double SRGBDecode(double x) { return x <= 0.04045 ? x / 12.92 : std::pow((x + 0.055) / 1.055, 2.4); }
 
 // The preset's 17 tags; TagData is the report's, null where the text is the block's own choice.
-const struct { const char* id; unsigned long size, offset; const char* text; } TAGS[17] = {
-    {"cprt", 51, 336, nullptr}, {"desc", 108, 388, "sRGB IEC61966-2.1"},
-    {"wtpt", 20, 496, "X:0.950455 Y:1.000000 Z:1.089035"}, {"bkpt", 20, 516, "X:0.000000 Y:0.000000 Z:0.000000"},
-    {"rXYZ", 20, 536, "X:0.436066 Y:0.222473 Z:0.013901"}, {"gXYZ", 20, 556, "X:0.385132 Y:0.716858 Z:0.097061"},
-    {"bXYZ", 20, 576, "X:0.143051 Y:0.060608 Z:0.714081"}, {"dmnd", 112, 596, nullptr},
+const struct {
+    const char* id;
+    unsigned long size, offset;
+    const char* text;
+} TAGS[17] = {
+    {"cprt", 51, 336, nullptr},
+    {"desc", 108, 388, "sRGB IEC61966-2.1"},
+    {"wtpt", 20, 496, "X:0.950455 Y:1.000000 Z:1.089035"},
+    {"bkpt", 20, 516, "X:0.000000 Y:0.000000 Z:0.000000"},
+    {"rXYZ", 20, 536, "X:0.436066 Y:0.222473 Z:0.013901"},
+    {"gXYZ", 20, 556, "X:0.385132 Y:0.716858 Z:0.097061"},
+    {"bXYZ", 20, 576, "X:0.143051 Y:0.060608 Z:0.714081"},
+    {"dmnd", 112, 596, nullptr},
     {"dmdd", 136, 708, "IEC 61966-2.1 Default RGB colour space - sRGB"},
     {"vued", 134, 844, "Reference Viewing Condition in IEC61966-2.1"},
     {"view", 36, 980, "IX:19.644501 IY:20.371796 IZ:16.808899 SX:3.928879 SY:4.074387 SZ:3.361786 IT:D50"},
@@ -112,13 +120,16 @@ const struct { const char* id; unsigned long size, offset; const char* text; } T
     {"meas", 36, 1036,
      "Observer:1931 2 degree Observer BX:0.000000 BY:0.000000 BZ:0.000000 Geometry:unknown Flare:1.000000% "
      "Illuminant:D65"},
-    {"tech", 12, 1072, "Signature:CRT "}, {"rTRC", 2060, 1084, "Count:1024"},
-    {"gTRC", 2060, 3144, "Count:1024"}, {"bTRC", 2060, 5204, "Count:1024"},
+    {"tech", 12, 1072, "Signature:CRT "},
+    {"rTRC", 2060, 1084, "Count:1024"},
+    {"gTRC", 2060, 3144, "Count:1024"},
+    {"bTRC", 2060, 5204, "Count:1024"},
 };
 
 // The 16.16 bytes of the preset's XYZ tags: wtpt, bkpt, rXYZ, gXYZ, bXYZ, lumi.
-const unsigned long XYZS[6][3] = {{0xF351, 0x10000, 0x116CB}, {0, 0, 0}, {0x6FA2, 0x38F4, 0x038F},
-                                  {0x6298, 0xB784, 0x18D9}, {0x249F, 0x0F84, 0xB6CE}, {0x4C0956, 0x500000, 0x571FE7}};
+const unsigned long XYZS[6][3] = {{0xF351, 0x10000, 0x116CB}, {0, 0, 0},
+                                  {0x6FA2, 0x38F4, 0x038F},   {0x6298, 0xB784, 0x18D9},
+                                  {0x249F, 0x0F84, 0xB6CE},   {0x4C0956, 0x500000, 0x571FE7}};
 
 // The preset's profile, field by field. The copyright and manufacturer texts
 // are the block's own choice, of fixed lengths.
@@ -154,7 +165,6 @@ std::unique_ptr<void, cmsBool (*)(cmsHPROFILE)> OpenLcms(const std::vector<char>
     return {cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size())), cmsCloseProfile};
 }
 
-
 }  // namespace
 
 TEST(IccPreset, BytesSizesReportAndReadBack) {
@@ -189,8 +199,9 @@ TEST(IccPreset, BytesSizesReportAndReadBack) {
         "Hdr:IlluminantZ:0.8249\nHdr:Creator:  PH\nNum Tags:17\n";
     for (unsigned long i = 0; i < 17; ++i)
         report += "\n   TagID:" + std::string(TAGS[i].id) + "\n   TagOffset:" + std::to_string(TAGS[i].offset) +
-                  "\n   TagSize:" + std::to_string(TAGS[i].size) + "\n   TagData:" +
-                  (TAGS[i].text != nullptr ? TAGS[i].text : block.GetTag(i)->GetAttributeAsName()) + "\n\n";
+                  "\n   TagSize:" + std::to_string(TAGS[i].size) +
+                  "\n   TagData:" + (TAGS[i].text != nullptr ? TAGS[i].text : block.GetTag(i)->GetAttributeAsName()) +
+                  "\n\n";
     EXPECT_EQ(Report(&block), report);
 
     auto read = Decoded(Framed(p));
@@ -298,7 +309,10 @@ TEST(IccTag, PayloadsCutShortOrUnterminatedGiveNull) {
 
 TEST(IccTag, SignatureAndTagIDRoutes) {
     // A zero byte ends the text; the two routes count from opposite ends.
-    const struct { unsigned long value; const char *signature, *tagID; } routes[] = {
+    const struct {
+        unsigned long value;
+        const char *signature, *tagID;
+    } routes[] = {
         {0x63707274, "cprt", "cprt"}, {0x61626300, "abc", ""}, {0x00616263, "", "abc"}, {0x61006263, "a", "bc"}};
     for (const auto& r : routes) {
         EXPECT_STREQ(PSDICCTag::GetSignatureAsName(r.value), r.signature);
@@ -326,7 +340,7 @@ TEST(IccProfile, HeaderWrittenAndReadBack) {
     EXPECT_EQ(WrittenBytes(&block, 12), expected.data);
 
     auto read = Decoded(Framed(expected.data));
-    EXPECT_EQ(read->GetHdrCMMType(), 0x6F6E694Cu);  // read lowest byte first
+    EXPECT_EQ(read->GetHdrCMMType(), 0x6F6E694Cu);                  // read lowest byte first
     EXPECT_STREQ(read->GetHdrProfileVersionAsString(), "2.65424");  // 0x90 as a signed char
     EXPECT_STREQ(read->GetHdrColorSpaceAsName(), "CYMK");
     EXPECT_STREQ(read->GetHdrConnectionSpaceAsName(), "Lab");
@@ -343,8 +357,8 @@ TEST(IccProfile, DateRule) {
     clock.SetHdrCreationDate(1998, 0, 9, 6, 49, 0);  // month 0: the clock's date and time go out
     std::time_t now = std::time(nullptr);
     std::tm local = *std::localtime(&now);
-    std::vector<char> today = Bytes().u16(local.tm_year + 1900u).u16(local.tm_mon + 1u).u16(local.tm_mday + 0u)
-                                  .u16(local.tm_hour + 0u).data;
+    std::vector<char> today =
+        Bytes().u16(local.tm_year + 1900u).u16(local.tm_mon + 1u).u16(local.tm_mday + 0u).u16(local.tm_hour + 0u).data;
     EXPECT_EQ(Hex(WrittenBytes(&clock, 12), 24, 8), Hex(today, 0, 8));
     EXPECT_EQ(clock.GetHdrCreationYear(), 1998);  // the fields stay
 }
@@ -354,7 +368,7 @@ TEST(IccProfile, ReadBlocksThatDoNotHoldWhatTheyClaim) {
     lino[4] = 'L';
     std::vector<char> tiny(lino.begin(), lino.begin() + 131);
     lino[3] = 99, lino[36] = 'x';  // a size field of 99, no "acsp"
-    Bytes twoTags;  // an endless count: room for 4 entries, the last two being tag data
+    Bytes twoTags;                 // an endless count: room for 4 entries, the last two being tag data
     twoTags.u32(PSDICCTag::TAGID_CPRT).u32(156).u32(12).u32(PSDICCTag::TAGID_TECHNOLOGY).u32(168).u32(12);
     twoTags.str("text").zeros(4).str("abc").u8(0).str("sig ").zeros(4).str("CRT ");
     Bytes outside;  // the table ends at 204: inside, at the last byte, padding missing, past the end, wrapping
@@ -368,13 +382,21 @@ TEST(IccProfile, ReadBlocksThatDoNotHoldWhatTheyClaim) {
     shared.str("curv").zeros(4).u32(1).u16(0x0100).zeros(2);
     // Per case: the profile, per tag read 1 with a payload and 0 without, a piece of the report, and
     // the size it is re-encoded to (132 + 12 and the padded size per tag), 0 when it goes out raw.
-    const struct { std::vector<char> profile; const char *payloads, *report; unsigned long encoded; } cases[] = {
+    const struct {
+        std::vector<char> profile;
+        const char *payloads, *report;
+        unsigned long encoded;
+    } cases[] = {
         {tiny, "", "Hdr:ProfileSize:132\nHdr:CMMType:\n", 0},
         {lino, "", "Hdr:ProfileSize:99\nHdr:CMMType:L\n", 132},
-        {Profile(0xFFFFFFFF, twoTags, 189), "1100", "Num Tags:4\n\n   TagID:cprt\n   TagOffset:156\n   TagSize:12\n"
-                                                    "   TagData:abc\n", 0},
-        {Profile(6, outside, 232), "110000", "X:1.000000 Y:2.000000 Z:3.000000\n\n\n   TagID:wtpt\n   TagOffset:224\n"
-                                             "   TagSize:8\n   TagData:\n\n\n   TagID:cprt\n   TagOffset:231\n", 0},
+        {Profile(0xFFFFFFFF, twoTags, 189), "1100",
+         "Num Tags:4\n\n   TagID:cprt\n   TagOffset:156\n   TagSize:12\n"
+         "   TagData:abc\n",
+         0},
+        {Profile(6, outside, 232), "110000",
+         "X:1.000000 Y:2.000000 Z:3.000000\n\n\n   TagID:wtpt\n   TagOffset:224\n"
+         "   TagSize:8\n   TagData:\n\n\n   TagID:cprt\n   TagOffset:231\n",
+         0},
         {Profile(3, shared, 184), "111", "   TagID:bTRC\n   TagOffset:168\n   TagSize:14\n   TagData:Count:1\n",
          132 + 3 * 12 + 3 * 16},
     };

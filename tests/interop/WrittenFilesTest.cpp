@@ -18,7 +18,7 @@ bool HavePythonModule(const std::string& module) {
 
 // A peer's verdict on the file: the command and what its output must hold.
 struct Peer {
-    const char* needs;  // a program, or "python3-<module>"
+    const char* needs;              // a program, or "python3-<module>"
     std::vector<std::string> argv;  // FILE and EXPECTED stand for the paths
     std::vector<std::string> says;
 };
@@ -39,9 +39,11 @@ void ExpectPeersRead(const std::vector<Peer>& peers, const std::string& path, co
         }
         psdtest::RunResult r = psdtest::RunProgram(argv);
         EXPECT_EQ(r.exitCode, 0) << needs << ": " << r.err;
-        for (const std::string& text : peer.says) EXPECT_NE(r.out.find(text), std::string::npos) << needs << ": " << r.out;
+        for (const std::string& text : peer.says)
+            EXPECT_NE(r.out.find(text), std::string::npos) << needs << ": " << r.out;
     }
-    if (ran == 0) GTEST_SKIP() << "no peer PSD reader installed (python3-psd-tools, python3-pil, imagemagick, exiftool)";
+    if (ran == 0)
+        GTEST_SKIP() << "no peer PSD reader installed (python3-psd-tools, python3-pil, imagemagick, exiftool)";
 }
 
 const char* PSD_TOOLS = R"(
@@ -72,8 +74,8 @@ TEST(Peers, ReadRgbWrittenByTheLibrary) {
     std::vector<char> planes(3 * plane), interleaved(3 * plane);
     for (unsigned long i = 0; i < plane; ++i) {
         unsigned long x = i % width, y = i / width;
-        const unsigned rgb[3] = {static_cast<unsigned>(x * 255 / (width - 1)), static_cast<unsigned>(y * 255 / (height - 1)),
-                                 (x / 25 + y / 25) % 2 ? 230u : 20u};
+        const unsigned rgb[3] = {static_cast<unsigned>(x * 255 / (width - 1)),
+                                 static_cast<unsigned>(y * 255 / (height - 1)), (x / 25 + y / 25) % 2 ? 230u : 20u};
         for (int c = 0; c < 3; ++c) planes[c * plane + i] = interleaved[3 * i + c] = static_cast<char>(rgb[c]);
     }
     const std::string path = dir.Path("written.psd");
@@ -84,13 +86,15 @@ TEST(Peers, ReadRgbWrittenByTheLibrary) {
     document.SetPlanarImageData(planes.data(), planes.data() + plane, planes.data() + 2 * plane, plane);
     ASSERT_TRUE(document.CommitWriteFile());
     ExpectPeersRead(
-        {{"python3-psd_tools", {PYTHON, "-c", PSD_TOOLS, "FILE", "EXPECTED"},
+        {{"python3-psd_tools",
+          {PYTHON, "-c", PSD_TOOLS, "FILE", "EXPECTED"},
           {"size 300 200 mode 3 depth 8", "resources 1005 1036 1039\n", "composite same"}},
          {"python3-PIL", {PYTHON, "-c", PILLOW, "FILE", "EXPECTED"}, {"format PSD RGB 300 200", "pixels same"}},
          {"identify", {"identify", "-format", "%w %h\n", "FILE"}, {"300 200\n"}},
          {"compare", Compare("300x200", "rgb"), {}},
-         {"exiftool", {"exiftool", "-s", "-XResolution", "-YResolution", "-DisplayedUnitsX", "-ProfileDescription",
-                       "-PhotoshopThumbnail", "FILE"},
+         {"exiftool",
+          {"exiftool", "-s", "-XResolution", "-YResolution", "-DisplayedUnitsX", "-ProfileDescription",
+           "-PhotoshopThumbnail", "FILE"},
           {"XResolution                     : 300", "YResolution                     : 300",
            "DisplayedUnitsX                 : inches", "ProfileDescription              : sRGB IEC61966-2.1",
            "PhotoshopThumbnail              : (Binary data"}}},
@@ -107,7 +111,8 @@ TEST(Peers, ReadGrayscaleWrittenByTheTool) {
     psdtest::RunResult w = psdtest::RunCli(
         {"write", psd, "--from", dir.Write("g.pgm", psdtest::Bytes().str("P5\n64 32\n255\n").raw(samples))});
     ASSERT_EQ(w.exitCode, 0) << w.err;
-    ExpectPeersRead({{"python3-psd_tools", {PYTHON, "-c", PSD_TOOLS, "FILE", "EXPECTED"},
+    ExpectPeersRead({{"python3-psd_tools",
+                      {PYTHON, "-c", PSD_TOOLS, "FILE", "EXPECTED"},
                       {"size 64 32 mode 1 depth 8", "resources 1005 1036 1039\n", "composite same"}},
                      {"python3-PIL", {PYTHON, "-c", PILLOW, "FILE", "EXPECTED"}, {"format PSD L 64 32", "pixels same"}},
                      {"identify", {"identify", "-format", "%w %h\n", "FILE"}, {"64 32\n"}},
@@ -135,8 +140,8 @@ for key, block in original.items():
 print("checked", len(original))
 )";
     psdtest::TempDir dir;
-    for (const char* name : {"agpsd-resources.psd", "ps-rgb8-flat-guides.psd", "ps-rgb8-resource-names.psd",
-                             "ps-gray8-layers-mask.psd"}) {
+    for (const char* name :
+         {"agpsd-resources.psd", "ps-rgb8-flat-guides.psd", "ps-rgb8-resource-names.psd", "ps-gray8-layers-mask.psd"}) {
         SCOPED_TRACE(name);
         psdkit::PhotoshopFile document;
         ASSERT_TRUE(document.OpenReadFile(psdtest::CorpusPath(name).c_str()));

@@ -44,40 +44,55 @@ TEST(LayerNames, TextsFromTheTables) {
         unsigned long constant;  // 0: in neither table
         const char* text;
     };
-    const KeyText blendModes[] = {
-        {"norm", P::BLEND_MODE_KEY_NORMAL, "normal"}, {"dark", P::BLEND_MODE_KEY_DARK, "dark"},
-        {"lite", P::BLEND_MODE_KEY_LITE, "lite"}, {"hue ", P::BLEND_MODE_KEY_HUE, "hue "},
-        {"sat ", P::BLEND_MODE_KEY_SATURATION, "saturation"}, {"colr", P::BLEND_MODE_KEY_COLOR, "color"},
-        {"lum ", P::BLEND_MODE_KEY_LUMINOSITY, "luminosity"}, {"mul ", P::BLEND_MODE_KEY_MULTIPLY, "multiply"},
-        {"scrn", P::BLEND_MODE_KEY_SCREEN, "screen"}, {"diss", P::BLEND_MODE_KEY_DISSOLVE, "dissolve"},
-        {"over", P::BLEND_MODE_KEY_OVERLAY, "overlay"}, {"hLit", P::BLEND_MODE_KEY_HARDLIGHT, "hard light"},
-        {"sLit", P::BLEND_MODE_KEY_SOFTLIGHT, "soft light"}, {"diff", P::BLEND_MODE_KEY_DIFERENCE, "difference"},
-        {"smud", P::BLEND_MODE_KEY_EXCLUSION, "exclusion"}, {"div ", P::BLEND_MODE_KEY_COLORDODGE, "color dodge"},
-        {"idiv", P::BLEND_MODE_KEY_COLORBURN, "color burn"}, {"mron", 0, "Invalid"}, {"pass", 0, "Invalid"}};
-    const KeyText entries[] = {
-        {"levl", P::LAYER_KEY_ADJUSTMENT_INFO_LEVELS, "level"},
-        {"curv", P::LAYER_KEY_ADJUSTMENT_INFO_CURVES, "curve"},
-        {"brit", P::LAYER_KEY_ADJUSTMENT_INFO_BRIGHTNESS, "brightness"},
-        {"blnc", P::LAYER_KEY_ADJUSTMENT_INFO_COLORBALANCE, "color balance"},
-        {"hue ", P::LAYER_KEY_ADJUSTMENT_INFO_OLD_HUESAURATION, "old hue/saturation"},
-        {"hue2", P::LAYER_KEY_ADJUSTMENT_INFO_NEW_HUESAURATION, "new hue/saturation"},
-        {"selc", P::LAYER_KEY_ADJUSTMENT_INFO_SELECTIVECOLOR, "selective color"},
-        {"thrs", P::LAYER_KEY_ADJUSTMENT_INFO_THRESHOLD, "threshold"},
-        {"nvrt", P::LAYER_KEY_ADJUSTMENT_INFO_INVERT, "invert"},
-        {"post", P::LAYER_KEY_ADJUSTMENT_INFO_POSTERIZE, "posterize"},
-        {"lrFX", P::LAYER_KEY_EFFECTS_LAYER_INFO, "effects layer"}, {"tySh", P::LAYER_KEY_TOOL_TYPE_INFO, "tool type"},
-        {"luni", P::LAYER_KEY_UNICODE_LAYER_NAME, "unicode layer name"}, {"lyid", P::LAYER_KEY_LAYER_ID, "layer ID"},
-        {"lsct", 0, "Unknown"}, {"norm", 0, "Unknown"}};
-    EXPECT_EQ((std::vector<int>{P::CLIPPING_BASE, P::CLIPPING_NON_BASE, P::LAYER_COMPRESSION_RAW,
-                                P::LAYER_COMPRESSION_RLE, P::LAYER_COMPRESSION_ZIP, P::LAYER_COMPRESSION_ZIP_PREDICTION,
-                                P::FLAG_TRANSPARENCY_PROTECTED, P::FLAG_VISIBLE, P::FLAG_OBSOLETE,
-                                P::FLAG_PHOTOSHOP5PLUS, P::FLAG_PIXELDATA_IRRELEVANT}),
-              (std::vector<int>{0, 1, 0, 1, 2, 3, 1, 2, 4, 8, 16}));
+    const KeyText blendModes[] = {{"norm", P::BLEND_MODE_KEY_NORMAL, "normal"},
+                                  {"dark", P::BLEND_MODE_KEY_DARK, "dark"},
+                                  {"lite", P::BLEND_MODE_KEY_LITE, "lite"},
+                                  {"hue ", P::BLEND_MODE_KEY_HUE, "hue "},
+                                  {"sat ", P::BLEND_MODE_KEY_SATURATION, "saturation"},
+                                  {"colr", P::BLEND_MODE_KEY_COLOR, "color"},
+                                  {"lum ", P::BLEND_MODE_KEY_LUMINOSITY, "luminosity"},
+                                  {"mul ", P::BLEND_MODE_KEY_MULTIPLY, "multiply"},
+                                  {"scrn", P::BLEND_MODE_KEY_SCREEN, "screen"},
+                                  {"diss", P::BLEND_MODE_KEY_DISSOLVE, "dissolve"},
+                                  {"over", P::BLEND_MODE_KEY_OVERLAY, "overlay"},
+                                  {"hLit", P::BLEND_MODE_KEY_HARDLIGHT, "hard light"},
+                                  {"sLit", P::BLEND_MODE_KEY_SOFTLIGHT, "soft light"},
+                                  {"diff", P::BLEND_MODE_KEY_DIFERENCE, "difference"},
+                                  {"smud", P::BLEND_MODE_KEY_EXCLUSION, "exclusion"},
+                                  {"div ", P::BLEND_MODE_KEY_COLORDODGE, "color dodge"},
+                                  {"idiv", P::BLEND_MODE_KEY_COLORBURN, "color burn"},
+                                  {"mron", 0, "Invalid"},
+                                  {"pass", 0, "Invalid"}};
+    const KeyText entries[] = {{"levl", P::LAYER_KEY_ADJUSTMENT_INFO_LEVELS, "level"},
+                               {"curv", P::LAYER_KEY_ADJUSTMENT_INFO_CURVES, "curve"},
+                               {"brit", P::LAYER_KEY_ADJUSTMENT_INFO_BRIGHTNESS, "brightness"},
+                               {"blnc", P::LAYER_KEY_ADJUSTMENT_INFO_COLORBALANCE, "color balance"},
+                               {"hue ", P::LAYER_KEY_ADJUSTMENT_INFO_OLD_HUESAURATION, "old hue/saturation"},
+                               {"hue2", P::LAYER_KEY_ADJUSTMENT_INFO_NEW_HUESAURATION, "new hue/saturation"},
+                               {"selc", P::LAYER_KEY_ADJUSTMENT_INFO_SELECTIVECOLOR, "selective color"},
+                               {"thrs", P::LAYER_KEY_ADJUSTMENT_INFO_THRESHOLD, "threshold"},
+                               {"nvrt", P::LAYER_KEY_ADJUSTMENT_INFO_INVERT, "invert"},
+                               {"post", P::LAYER_KEY_ADJUSTMENT_INFO_POSTERIZE, "posterize"},
+                               {"lrFX", P::LAYER_KEY_EFFECTS_LAYER_INFO, "effects layer"},
+                               {"tySh", P::LAYER_KEY_TOOL_TYPE_INFO, "tool type"},
+                               {"luni", P::LAYER_KEY_UNICODE_LAYER_NAME, "unicode layer name"},
+                               {"lyid", P::LAYER_KEY_LAYER_ID, "layer ID"},
+                               {"lsct", 0, "Unknown"},
+                               {"norm", 0, "Unknown"}};
+    EXPECT_EQ(
+        (std::vector<int>{P::CLIPPING_BASE, P::CLIPPING_NON_BASE, P::LAYER_COMPRESSION_RAW, P::LAYER_COMPRESSION_RLE,
+                          P::LAYER_COMPRESSION_ZIP, P::LAYER_COMPRESSION_ZIP_PREDICTION, P::FLAG_TRANSPARENCY_PROTECTED,
+                          P::FLAG_VISIBLE, P::FLAG_OBSOLETE, P::FLAG_PHOTOSHOP5PLUS, P::FLAG_PIXELDATA_IRRELEVANT}),
+        (std::vector<int>{0, 1, 0, 1, 2, 3, 1, 2, 4, 8, 16}));
     const std::pair<int, const char*> clipping[] = {{0, "Base"}, {1, "Non-Base"}, {2, "Invalid"}, {-1, "Invalid"}};
-    const std::pair<int, const char*> compression[] = {{0, "Raw"}, {1, "RLE"}, {2, "ZIP"}, {3, "ZIPw/Prediction"},
-                                                       {4, "Invalid"}, {0xFFFF, "Invalid"}};
+    const std::pair<int, const char*> compression[] = {
+        {0, "Raw"}, {1, "RLE"}, {2, "ZIP"}, {3, "ZIPw/Prediction"}, {4, "Invalid"}, {0xFFFF, "Invalid"}};
     const std::pair<int, const char*> flags[] = {
-        {0, ""}, {0xE0, ""}, {3, "Transparency Protected|Visible"}, {10, "Visible|Photoshop5+"}, {0x84, "Obsolete"},
+        {0, ""},
+        {0xE0, ""},
+        {3, "Transparency Protected|Visible"},
+        {10, "Visible|Photoshop5+"},
+        {0x84, "Obsolete"},
         {0xFF, "Transparency Protected|Visible|Obsolete|Photoshop5+|Pixel Data Irrelevant"}};
     P layers;
     layers.AddLayerRecord();

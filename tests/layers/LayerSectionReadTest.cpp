@@ -68,7 +68,10 @@ protected:
         return into.ReadSection();
     }
     // "TAIL" when the walk left the stream where the next section starts.
-    std::string Next() { char s[5] = {}; return in.read(s, 4) ? s : ""; }
+    std::string Next() {
+        char s[5] = {};
+        return in.read(s, 4) ? s : "";
+    }
     psdtest::TempDir dir;
     std::ifstream in;
 };
@@ -237,12 +240,20 @@ TEST_F(LayerSectionRead, AFileThatEndsInsideTheSection) {
         part.data.resize(cut);
         PSDLayers layers;
         EXPECT_EQ(Read(part, layers, false), cut == full.size());
-        if (cut >= 4) { EXPECT_EQ(static_cast<long long>(in.tellg()), static_cast<long long>(cut)); }
+        if (cut >= 4) {
+            EXPECT_EQ(static_cast<long long>(in.tellg()), static_cast<long long>(cut));
+        }
         // Records whose fields were there stay, and nothing else.
         ASSERT_EQ(layers.GetLayerCount(), (cut >= fieldsEnd[0] ? 1 : 0) + (cut >= fieldsEnd[1] ? 1 : 0));
-        if (cut >= fieldsEnd[0]) { EXPECT_EQ(layers.GetLayerRecordNumChannels(0), 2); }
-        if (cut >= fieldsEnd[1]) { EXPECT_EQ(layers.GetLayerRecordLayerTop(1), 5u); }
-        if (cut >= dataEnd) { EXPECT_EQ(layers.GetLayerRecordImageDataCompression(0, 1), 3); }
+        if (cut >= fieldsEnd[0]) {
+            EXPECT_EQ(layers.GetLayerRecordNumChannels(0), 2);
+        }
+        if (cut >= fieldsEnd[1]) {
+            EXPECT_EQ(layers.GetLayerRecordLayerTop(1), 5u);
+        }
+        if (cut >= dataEnd) {
+            EXPECT_EQ(layers.GetLayerRecordImageDataCompression(0, 1), 3);
+        }
     }
 }
 
@@ -295,17 +306,21 @@ json Layer(PSDLayers* layers, unsigned short i) {
     for (unsigned short e = 0; e < layers->GetLayerRecordNumAdjustments(i); ++e)
         keys.push_back(json{{"key", FourChars(layers->GetLayerRecordAdjustmentKey(e, i))},
                             {"length", layers->GetLayerRecordAdjustmentLength(e, i)}});
-    return json{{"top", edge(layers->GetLayerRecordLayerTop(i))}, {"left", edge(layers->GetLayerRecordLayerLeft(i))},
+    return json{{"top", edge(layers->GetLayerRecordLayerTop(i))},
+                {"left", edge(layers->GetLayerRecordLayerLeft(i))},
                 {"bottom", edge(layers->GetLayerRecordLayerBottom(i))},
                 {"right", edge(layers->GetLayerRecordLayerRight(i))},
-                {"name", Latin1ToUtf8(layers->GetLayerRecordLayerName(i))}, {"channels", channels},
+                {"name", Latin1ToUtf8(layers->GetLayerRecordLayerName(i))},
+                {"channels", channels},
                 {"blend_signature", layers->GetLayerRecordBlendModeSignatureAsName(i)},
                 {"blend_key", FourChars(layers->GetLayerRecordBlendModeKey(i))},
                 {"opacity", byte(layers->GetLayerRecordOpacity(i))},
-                {"clipping", byte(layers->GetLayerRecordClipping(i))}, {"flags", byte(layers->GetLayerRecordFlags(i))},
+                {"clipping", byte(layers->GetLayerRecordClipping(i))},
+                {"flags", byte(layers->GetLayerRecordFlags(i))},
                 {"extra_length", layers->GetLayerRecordExtraDataSize(i)},
                 {"mask_size", layers->GetLayerRecordMaskSize(i)},
-                {"blending_length", layers->GetLayerRecordBlendingLength(i)}, {"info_keys", keys}};
+                {"blending_length", layers->GetLayerRecordBlendingLength(i)},
+                {"info_keys", keys}};
 }
 
 // The code at each channel's data offset is the code the walk kept.

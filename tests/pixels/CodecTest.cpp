@@ -149,12 +149,9 @@ TEST(Deflate, InflatesExactlyTheAskedSizeOrFails) {
         std::vector<char> in;
         bool ok;
     } cases[] = {
-        {"whole", stream, true},
-        {"truncated", std::vector<char>(stream.begin(), stream.end() - 10), false},
-        {"corrupt", corrupt, false},
-        {"inflates to twice the plane", longStream, false},
-        {"inflates to 4 MB", bomb, false},
-        {"empty", {}, false},
+        {"whole", stream, true},           {"truncated", std::vector<char>(stream.begin(), stream.end() - 10), false},
+        {"corrupt", corrupt, false},       {"inflates to twice the plane", longStream, false},
+        {"inflates to 4 MB", bomb, false}, {"empty", {}, false},
         {"not zlib", plane, false},
     };
     for (const auto& c : cases) {
@@ -181,7 +178,8 @@ TEST(PlaneDecoder, DamagedRLEDecodesTheRest) {
     ASSERT_TRUE(PSDPlaneEncoder::EncodeRLE(planes, channels, width, height, 8, code));
     const unsigned long rows = height * channels, table = 2 * rows;
     auto count = [&](const std::vector<char>& c, unsigned long r) {
-        return static_cast<unsigned long>(static_cast<unsigned char>(c[2 * r]) << 8 | static_cast<unsigned char>(c[2 * r + 1]));
+        return static_cast<unsigned long>(static_cast<unsigned char>(c[2 * r]) << 8 |
+                                          static_cast<unsigned char>(c[2 * r + 1]));
     };
     auto setCount = [](std::vector<char>& c, unsigned long r, unsigned long v) {
         c[2 * r] = static_cast<char>(v >> 8);
@@ -277,8 +275,8 @@ TEST(PlaneDecoder, EveryCompressionAndDepthOrAClearRefusal) {
             std::vector<char> second(planeLength, GUARD);
             char* outPlanes[2] = {out.data(), second.data()};
             const std::vector<char>& in = *inputs[compression];
-            EXPECT_TRUE(PSDPlaneDecoder::DecodeImage(in.data(), in.size(), compression, width, height, 2, depth,
-                                                     outPlanes));
+            EXPECT_TRUE(
+                PSDPlaneDecoder::DecodeImage(in.data(), in.size(), compression, width, height, 2, depth, outPlanes));
             EXPECT_EQ(0, std::memcmp(out.data(), image.data(), planeLength));
             EXPECT_EQ(second, std::vector<char>(image.begin() + planeLength, image.end()));
         }

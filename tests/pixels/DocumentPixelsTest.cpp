@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "psdkit/psdkit.h"
 #include "psdkit/pixels/PSDPlaneEncoder.h"
+#include "psdkit/psdkit.h"
 #include "support/TestSupport.h"
 
 using psdkit::PhotoshopFile;
@@ -116,9 +116,9 @@ print("same" if planes == open(sys.argv[2], "rb").read() else "different", im.mo
         ASSERT_TRUE(pixels.DecodeComposite(back));
         ASSERT_EQ(pixels.GetNumPlanes() * pixels.GetPlaneLength(), w.planes.size());
         for (unsigned short c = 0; c < pixels.GetNumPlanes(); ++c)
-            EXPECT_EQ(std::memcmp(pixels.GetPlane(c), w.planes.data() + c * pixels.GetPlaneLength(),
-                                  pixels.GetPlaneLength()),
-                      0);
+            EXPECT_EQ(
+                std::memcmp(pixels.GetPlane(c), w.planes.data() + c * pixels.GetPlaneLength(), pixels.GetPlaneLength()),
+                0);
 
         std::vector<std::string> sizes = {std::to_string(image.width), std::to_string(image.height),
                                           std::to_string(image.channels), std::to_string(image.depth)};
@@ -134,9 +134,8 @@ print("same" if planes == open(sys.argv[2], "rb").read() else "different", im.mo
             // Planar, samples at the file's depth, big-endian, as the planes are held.
             std::string out = dir.Path(std::string(image.name) + ".raw");
             std::string format = image.channels == 1 ? "gray:" : "rgb:";
-            psdtest::RunResult r =
-                psdtest::RunProgram({convert, w.path + "[0]", "-depth", sizes[3], "-endian", "MSB", "-interlace",
-                                     "plane", format + out});
+            psdtest::RunResult r = psdtest::RunProgram(
+                {convert, w.path + "[0]", "-depth", sizes[3], "-endian", "MSB", "-interlace", "plane", format + out});
             ASSERT_EQ(r.exitCode, 0) << r.err;
             EXPECT_TRUE(psdtest::ReadFile(out) == w.planes) << "ImageMagick";
         }
@@ -147,9 +146,8 @@ print("same" if planes == open(sys.argv[2], "rb").read() else "different", im.mo
 // past the ceiling, depths the format does not have.
 TEST(DecodeComposite, RefusesWhatTheHeaderOrCeilingCannotBack) {
     psdtest::TempDir dir;
-    auto file = [&](unsigned channels, unsigned long rows, unsigned long columns, unsigned depth, unsigned short
-                                                                                                        compression,
-                    std::size_t dataLength) {
+    auto file = [&](unsigned channels, unsigned long rows, unsigned long columns, unsigned depth,
+                    unsigned short compression, std::size_t dataLength) {
         psdtest::Bytes b = psdtest::PsdHeader(channels, rows, columns, depth, 3);
         b.u32(0).u32(0).u32(0).u16(compression).zeros(dataLength);
         return dir.Write("f.psd", b);
@@ -177,7 +175,8 @@ TEST(DecodeComposite, RefusesWhatTheHeaderOrCeilingCannotBack) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         PhotoshopFile document;
-        ASSERT_TRUE(document.OpenReadFile(file(c.channels, c.rows, c.columns, c.depth, c.compression, c.dataLength).c_str()));
+        ASSERT_TRUE(
+            document.OpenReadFile(file(c.channels, c.rows, c.columns, c.depth, c.compression, c.dataLength).c_str()));
         PSDPixels pixels;
         pixels.SetMaxBytes(c.maxBytes);
         auto start = std::chrono::steady_clock::now();
@@ -206,7 +205,7 @@ TEST(DecodeComposite, DamagedRowsAreFilledAndReported) {
     PhotoshopFile probe;
     ASSERT_TRUE(probe.OpenReadFile(w.path.c_str()));
     std::size_t rows = bytes.size() - probe.GetImageDataLen();  // the start of the count table
-    bytes[rows + 2 * 25] = 0x7F;                                 // channel 1, row 5: a count far past the data
+    bytes[rows + 2 * 25] = 0x7F;                                // channel 1, row 5: a count far past the data
     bytes[rows + 2 * 25 + 1] = 0x00;
     PhotoshopFile document;
     ASSERT_TRUE(document.OpenReadFile(dir.Write("damaged.psd", bytes).c_str()));
@@ -228,13 +227,10 @@ TEST(CommitThumbnail, MadeFromRLEDeepAndGrayData) {
         const char* name;
         unsigned short channels, depth, mode;
     } cases[] = {
-        {"rle-rgb8.psd", 3, 8, PSDHeader::MODE_RGB},
-        {"rle-rgb16.psd", 3, 16, PSDHeader::MODE_RGB},
-        {"rle-gray8.psd", 1, 8, PSDHeader::MODE_GRAYSCALE},
-        {"rle-gray16-alpha.psd", 2, 16, PSDHeader::MODE_GRAYSCALE},
+        {"rle-rgb8.psd", 3, 8, PSDHeader::MODE_RGB},        {"rle-rgb16.psd", 3, 16, PSDHeader::MODE_RGB},
+        {"rle-gray8.psd", 1, 8, PSDHeader::MODE_GRAYSCALE}, {"rle-gray16-alpha.psd", 2, 16, PSDHeader::MODE_GRAYSCALE},
         {"rle-cmyk8.psd", 4, 8, PSDHeader::MODE_CMYK},  // through the colour conversion
-        {"rle-cmyk16.psd", 4, 16, PSDHeader::MODE_CMYK},
-        {"rle-lab8.psd", 3, 8, PSDHeader::MODE_LAB},
+        {"rle-cmyk16.psd", 4, 16, PSDHeader::MODE_CMYK},    {"rle-lab8.psd", 3, 8, PSDHeader::MODE_LAB},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);

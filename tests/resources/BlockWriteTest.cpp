@@ -90,9 +90,7 @@ for path in sys.argv[1:]:
     return lines;
 }
 
-bool HavePsdTools() {
-    return psdtest::RunProgram({PYTHON, "-c", "import psd_tools"}).exitCode == 0;
-}
+bool HavePsdTools() { return psdtest::RunProgram({PYTHON, "-c", "import psd_tools"}).exitCode == 0; }
 
 // How a host can build a block: the factory's object as it comes, with its ID,
 // with its fields set, with sizes of the host's own that do not fit them.
@@ -118,44 +116,55 @@ TEST(BlockWrite, EveryBlockClassBuiltEveryWayWritesWhatItsSizeStates) {
         const bool ownID = id == 1005 || id == 1036 || id == 1039 || id == 1044;
         cases.push_back({"unfilled", id, NOTHING, static_cast<unsigned short>(ownID ? id : 0)});
         cases.push_back({"with its ID", id, [id](PSDResourceBlock* b) { b->SetResourceID(id); }, id});
-        cases.push_back({"odd size set by the host", id, [id](PSDResourceBlock* b) {
+        cases.push_back({"odd size set by the host", id,
+                         [id](PSDResourceBlock* b) {
                              b->SetResourceID(id);
                              b->SetDataBlockSize(5);
-                         }, id});
-        cases.push_back({"even size set by the host, no room for the frame", id, [id](PSDResourceBlock* b) {
+                         },
+                         id});
+        cases.push_back({"even size set by the host, no room for the frame", id,
+                         [id](PSDResourceBlock* b) {
                              b->SetResourceID(id);
                              b->SetDataBlockSize(2);
                              b->SetResourceBlockSize(3);
-                         }, id});
+                         },
+                         id});
     }
-    cases.push_back({"raw payload of 5 bytes", 2000, [](PSDResourceBlock* b) {
+    cases.push_back({"raw payload of 5 bytes", 2000,
+                     [](PSDResourceBlock* b) {
                          b->SetResourceID(2000);
                          std::fill_n(b->AllocateDataBlock(6), 6, 'p');
                          b->SetDataBlockSize(5);
-                     }, 2000});
+                     },
+                     2000});
     cases.push_back({"copyright set", 1034, As<PSDCopyrightFlagRB>([](PSDCopyrightFlagRB* b) {
                          b->SetResourceID(1034);
                          b->SetFlag(true);
-                     }), 1034});
+                     }),
+                     1034});
     cases.push_back({"grid with guides but no entries", 1032, As<PSDGridGuidesRB>([](PSDGridGuidesRB* b) {
                          b->SetResourceID(1032);
                          b->SetGuideCount(3);
-                     }), 1032});
+                     }),
+                     1032});
     cases.push_back({"three layer IDs", 1026, As<PSDLayersGroupInfoRB>([](PSDLayersGroupInfoRB* b) {
                          b->SetResourceID(1026);
                          for (unsigned short id : {7, 8, 9}) b->AddLayer(id);
-                     }), 1026});
+                     }),
+                     1026});
     cases.push_back({"layer count without IDs", 1026, As<PSDLayersGroupInfoRB>([](PSDLayersGroupInfoRB* b) {
                          b->SetResourceID(1026);
                          b->AddLayer(7);
                          b->SetNumLayers(1);
-                     }), 1026});
-    cases.push_back({"sRGB preset", 1039, As<PSDICCProfileRB>([](PSDICCProfileRB* b) {
-                         b->SetProfile(PSDICCProfileRB::PROFILE_NAME_SRGB);
-                     }), 1039});
+                     }),
+                     1026});
+    cases.push_back({"sRGB preset", 1039,
+                     As<PSDICCProfileRB>([](PSDICCProfileRB* b) { b->SetProfile(PSDICCProfileRB::PROFILE_NAME_SRGB); }),
+                     1039});
     cases.push_back({"tag added by hand, sizes not recalculated", 1039, As<PSDICCProfileRB>([](PSDICCProfileRB* b) {
                          b->CreateICCTagObject(PSDICCTag::TAGID_CPRT)->SetTextTypeAttribute("by hand");
-                     }), 1039});
+                     }),
+                     1039});
 
     psdtest::TempDir dir;
     std::vector<std::string> paths;
@@ -188,8 +197,8 @@ TEST(BlockWrite, EveryBlockClassBuiltEveryWayWritesWhatItsSizeStates) {
         return blocks.empty() ? std::string("(none)") : restest::HexOf(blocks[0].data);
     };
     const std::size_t extra = 4 * (sizeof(ids) / sizeof(ids[0]));
-    EXPECT_EQ(first(extra), "70 70 70 70 70");    // the raw payload and its pad byte
-    EXPECT_EQ(first(extra + 1), "01");              // the flag, as the reader takes it
+    EXPECT_EQ(first(extra), "70 70 70 70 70");                                       // the raw payload and its pad byte
+    EXPECT_EQ(first(extra + 1), "01");                                               // the flag, as the reader takes it
     EXPECT_EQ(first(extra + 2), "00 00 00 01 00 00 02 40 00 00 02 40 00 00 00 00");  // no entries, count 0
     EXPECT_EQ(first(extra + 3), "00 07 00 08 00 09");
     EXPECT_EQ(first(extra + 4), "00 07");
@@ -250,10 +259,12 @@ TEST(BlockWrite, ProfileWithSharedTagBytesIsReEncodedAndTheLengthWordStaysTrue) 
 }
 
 TEST(BlockWrite, DimensionsThatTheHeaderCannotHoldFailTheCheck) {
-    const struct { unsigned long width, height; bool commits; } cases[] = {
-        {30000, 1, true},        {1, 30000, true},         {30001, 1, false},
-        {1, 30001, false},       {0x100000001UL, 1, false}, {1, 0x100000004UL, false},
-        {0x80000000UL, 1, false}, {0xFFFFFFFFUL, 1, false},
+    const struct {
+        unsigned long width, height;
+        bool commits;
+    } cases[] = {
+        {30000, 1, true},          {1, 30000, true},          {30001, 1, false},        {1, 30001, false},
+        {0x100000001UL, 1, false}, {1, 0x100000004UL, false}, {0x80000000UL, 1, false}, {0xFFFFFFFFUL, 1, false},
     };
     psdtest::TempDir dir;
     for (const auto& c : cases) {

@@ -18,8 +18,9 @@ void ExpectBlocks(PhotoshopFile& document, const nlohmann::json& expected, Photo
     for (std::size_t i = 0; i < expected.size(); ++i) {
         PSDResourceBlock* block = document.GetImageResources()->GetResourceBlock(i);
         EXPECT_EQ(block->GetResourceID(), expected[i].at("id").get<unsigned>()) << i;
-        PSDICCProfileRB* profile = written == nullptr ? nullptr
-            : dynamic_cast<PSDICCProfileRB*>(written->GetImageResources()->GetResourceBlock(i));
+        PSDICCProfileRB* profile =
+            written == nullptr ? nullptr
+                               : dynamic_cast<PSDICCProfileRB*>(written->GetImageResources()->GetResourceBlock(i));
         if (profile != nullptr && profile->GetDataBlockSize() == profile->GetHdrProfileSize()) {
             EXPECT_EQ(block->GetNameLength(), 0u) << i;
             EXPECT_EQ(block->GetDataBlockSize(), profile->GetHdrProfileSize()) << i;

@@ -61,7 +61,7 @@ TEST(WriteFailure, CommitFailsAndTheSameDocumentWritesAgain) {
         unsigned long width, height;
         rlim_t disk;
     } cases[] = {
-        {"/dev/full", 4, 4, 0},  // sits in the stream's buffer until the final flush
+        {"/dev/full", 4, 4, 0},      // sits in the stream's buffer until the final flush
         {"/dev/full", 512, 384, 0},  // fails in the middle of the image data
         {dir.Path("missing/out.psd"), 32, 16, 0},
         {refused, 32, 16, 0},

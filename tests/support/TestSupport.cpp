@@ -20,7 +20,12 @@ Bytes& Bytes::u8(unsigned v) {
     return *this;
 }
 Bytes& Bytes::u16(unsigned v) { return u8(v >> 8).u8(v); }
-Bytes& Bytes::u32(unsigned long v) { return u8(static_cast<unsigned>(v >> 24)).u8(static_cast<unsigned>(v >> 16)).u8(static_cast<unsigned>(v >> 8)).u8(static_cast<unsigned>(v)); }
+Bytes& Bytes::u32(unsigned long v) {
+    return u8(static_cast<unsigned>(v >> 24))
+        .u8(static_cast<unsigned>(v >> 16))
+        .u8(static_cast<unsigned>(v >> 8))
+        .u8(static_cast<unsigned>(v));
+}
 Bytes& Bytes::str(const std::string& s) {
     data.insert(data.end(), s.begin(), s.end());
     return *this;
@@ -107,9 +112,23 @@ struct Sha256 {
         for (int i = 0; i < 64; ++i) {
             uint32_t t1 = hh + (Rotr(e, 6) ^ Rotr(e, 11) ^ Rotr(e, 25)) + ((e & f) ^ (~e & g)) + k[i] + w[i];
             uint32_t t2 = (Rotr(a, 2) ^ Rotr(a, 13) ^ Rotr(a, 22)) + ((a & b) ^ (a & c) ^ (b & c));
-            hh = g; g = f; f = e; e = d + t1; d = c; c = b; b = a; a = t1 + t2;
+            hh = g;
+            g = f;
+            f = e;
+            e = d + t1;
+            d = c;
+            c = b;
+            b = a;
+            a = t1 + t2;
         }
-        h[0] += a; h[1] += b; h[2] += c; h[3] += d; h[4] += e; h[5] += f; h[6] += g; h[7] += hh;
+        h[0] += a;
+        h[1] += b;
+        h[2] += c;
+        h[3] += d;
+        h[4] += e;
+        h[5] += f;
+        h[6] += g;
+        h[7] += hh;
     }
 };
 

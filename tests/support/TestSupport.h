@@ -65,11 +65,11 @@ const nlohmann::json& CorpusFacts();
 const nlohmann::json* CorpusFile(const std::string& name);
 std::string CorpusPath(const std::string& name);
 
-#define PSDTEST_REQUIRE_CORPUS()                                                                        \
-    do {                                                                                                \
-        if (!::psdtest::CorpusAvailable())                                                              \
-            GTEST_SKIP() << "corpus not found at " << ::psdtest::CorpusDir()                            \
-                         << " (set PSDKIT_CORPUS to the folder holding expected.json)";                 \
+#define PSDTEST_REQUIRE_CORPUS()                                                        \
+    do {                                                                                \
+        if (!::psdtest::CorpusAvailable())                                              \
+            GTEST_SKIP() << "corpus not found at " << ::psdtest::CorpusDir()            \
+                         << " (set PSDKIT_CORPUS to the folder holding expected.json)"; \
     } while (0)
 
 // Result of running a command.

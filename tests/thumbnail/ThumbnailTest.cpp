@@ -1,8 +1,8 @@
 // The JPEG encoder and the thumbnail block, checked by decoding with libjpeg; their failures, blocks
 // read from bytes that do not hold what they claim, the corpus, and the psdkit thumbnail command.
 
-#include <cstring>
 #include <sys/resource.h>
+#include <cstring>
 
 #include <algorithm>
 #include <atomic>
@@ -32,11 +32,12 @@ struct Decoded {  // width and height 0 when libjpeg refuses the stream
     int At(unsigned long x, unsigned long y, int c) const { return rgb[3 * (y * width + x) + c]; }
 };
 
-struct DecodeErrors : jpeg_error_mgr { jmp_buf jump; };
+struct DecodeErrors : jpeg_error_mgr {
+    jmp_buf jump;
+};
 
 // Plain state only: a jump out of libjpeg must skip no destructor.
-void DecodeInto(jpeg_decompress_struct* cinfo, DecodeErrors* errors, const char* data, std::size_t size,
-                Decoded* out) {
+void DecodeInto(jpeg_decompress_struct* cinfo, DecodeErrors* errors, const char* data, std::size_t size, Decoded* out) {
     cinfo->err = jpeg_std_error(errors);
     errors->error_exit = [](j_common_ptr c) { longjmp(static_cast<DecodeErrors*>(c->err)->jump, 1); };
     errors->output_message = [](j_common_ptr) {};
@@ -174,12 +175,16 @@ void operator delete[](void* p) noexcept { std::free(p); }
 void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
 
 TEST(PSDJpeg, SizesSamplingAndComment) {
-    const struct { unsigned long width, height, target; float scale; unsigned long outWidth, outHeight;
-                   const char* comment; } cases[] = {
+    const struct {
+        unsigned long width, height, target;
+        float scale;
+        unsigned long outWidth, outHeight;
+        const char* comment;
+    } cases[] = {
         {300, 200, 112, 2.6785715f, 112, 75, "Larkmoore Imaging LLC"},  // the last row samples 198, the last column 297
         {1024, 768, 112, 1024.0f / 112, 112, 84, ""},
-        {56, 28, 112, 0.5f, 112, 56, nullptr},  // every source pixel twice
-        {97, 61, 97, 1.0f, 97, 61, nullptr},    // equal widths copy every pixel
+        {56, 28, 112, 0.5f, 112, 56, nullptr},       // every source pixel twice
+        {97, 61, 97, 1.0f, 97, 61, nullptr},         // equal widths copy every pixel
         {1, 1, 112, 1.0f / 112, 112, 112, nullptr},  // 1 / (1 / 112) rounds back to 112 through the float
     };
     unsigned long width = 0, height = 0;
@@ -258,8 +263,9 @@ TEST(PSDJpeg, FailuresLeaveTheEarlierStream) {
 }
 
 TEST(PSDThumbnailRB, NewCreatedAndFailedBlocks) {
-    const unsigned long widths[][2] = {{0, 0}, {1, 4}, {2, 8}, {3, 12}, {4, 12}, {5, 16}, {112, 336},
-                                       {0x10000000UL, 0x30000000UL}};  // no 32-bit wrap of width x 24
+    const unsigned long widths[][2] = {
+        {0, 0},  {1, 4},  {2, 8},     {3, 12},
+        {4, 12}, {5, 16}, {112, 336}, {0x10000000UL, 0x30000000UL}};  // no 32-bit wrap of width x 24
     for (const auto& w : widths) EXPECT_EQ(psdkit::CalculatePaddedWidth(w[0]), w[1]) << w[0];
     std::vector<char> planes = Noise(300, 200, 13, true);
     PSDThumbnailRB block;
@@ -296,7 +302,11 @@ TEST(PSDThumbnailRB, ReadWrittenBackAndReported) {
 TEST(PSDThumbnailRB, ReadBlocksStayWithinThemselves) {
     const std::vector<char> five = {1, 2, 3, 4, 5};
     // The block as read, whether it hands out a stream, and what it writes when not the same bytes.
-    const struct { Bytes read; bool stream; Bytes written; } cases[] = {
+    const struct {
+        Bytes read;
+        bool stream;
+        Bytes written;
+    } cases[] = {
         {Framed(Bytes().u32(1).u32(5).u16(5)), false, {}},  // shorter than a header
         {Framed(Bytes()), false, {}},
         {Framed(Header(1, 8, 8, 24, 192, 100).u16(0x0102)), false, {}},
@@ -357,8 +367,10 @@ TEST(ThumbnailFile, CommittedThumbnailDecodes) {
     ASSERT_NE(block, nullptr);
     const std::vector<char> stream(block->GetData(), block->GetData() + block->GetCompressedSize());
     std::string report = psdtest::CaptureStdout([block] { block->PrintInfo(); });
-    EXPECT_EQ(report, " 1036 - Thumbnail Resource\nFormat:JPEG\nWidth:112\nHeight:75\nWidth Bytes:336\nSize:25200\n"
-                      "CompressedSize:" + std::to_string(stream.size()) + "\nBitsPixel:24\nPlanes:1\n");
+    EXPECT_EQ(report,
+              " 1036 - Thumbnail Resource\nFormat:JPEG\nWidth:112\nHeight:75\nWidth Bytes:336\nSize:25200\n"
+              "CompressedSize:" +
+                  std::to_string(stream.size()) + "\nBitsPixel:24\nPlanes:1\n");
     Decoded image = Decode(stream.data(), stream.size());
     ASSERT_EQ(image.width, 112u);
     ASSERT_EQ(image.height, 75u);
@@ -386,7 +398,8 @@ TEST(ThumbnailCorpus, BlocksReadWrittenBackAndExtracted) {
         const std::string name = facts["file"], path = psdtest::CorpusPath(name), output = dir.Path(name + ".jpg");
         SCOPED_TRACE(name);
         const nlohmann::json* fact = nullptr;
-        for (const nlohmann::json& r : facts["resources"]) if (fact == nullptr && r["id"] == 1036) fact = &r;
+        for (const nlohmann::json& r : facts["resources"])
+            if (fact == nullptr && r["id"] == 1036) fact = &r;
         psdtest::RunResult r = psdtest::RunCli({"thumbnail", path, output});
         if (fact == nullptr) {
             EXPECT_NE(r.err.find("no thumbnail"), std::string::npos) << r.err;

@@ -13,8 +13,8 @@
 // - each length and count field the walker finds (fuzz/PsdWalk.h) set to 0,
 //   1, the largest signed and the largest unsigned value of its width.
 
-#include <gtest/gtest.h>
 #include <dirent.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -53,8 +53,7 @@ void* Take(std::size_t n) {
     *reinterpret_cast<std::size_t*>(block) = n;
     long long now = inUse += static_cast<long long>(n);
     long long top = highest;
-    while (now > top && !highest.compare_exchange_weak(top, now)) {
-    }
+    while (now > top && !highest.compare_exchange_weak(top, now)) {}
     return block + HEAD;
 }
 
@@ -132,8 +131,7 @@ bool IsSample(unsigned long n) { return n < 4096 && (n & (n - 1)) == 0; }
 class Sweeper {
 public:
     Sweeper(const std::string& name, long long factor, long long slack, bool everyCli = false)
-        : name(name), factor(factor), slack(slack), everyCli(everyCli), counting(Counting()),
-          file("psdkit-sweep") {
+        : name(name), factor(factor), slack(slack), everyCli(everyCli), counting(Counting()), file("psdkit-sweep") {
         psdfuzz::Init();
         signal(SIGALRM, Watchdog);
     }
@@ -162,11 +160,10 @@ public:
         alarm(0);
 
         if (counting && peak > factor * static_cast<long long>(size) + slack)
-            Report("allocated " + std::to_string(peak) + " bytes at its peak for a " + std::to_string(size) +
-                       "-byte file",
-                   what);
-        if (expect >= 0 && read != (expect == 1))
-            Report(std::string("read gave ") + (read ? "true" : "false"), what);
+            Report(
+                "allocated " + std::to_string(peak) + " bytes at its peak for a " + std::to_string(size) + "-byte file",
+                what);
+        if (expect >= 0 && read != (expect == 1)) Report(std::string("read gave ") + (read ? "true" : "false"), what);
         if (intact >= 0 && whole != (intact == 1 && problemLines == 0))
             Report(std::string("read ") + (whole ? "says the file is whole" : "reports damage"), what);
         if (everyCli || IsSample(read ? successes : failures)) RunCli(data, size, what, read);
@@ -192,7 +189,8 @@ private:
         psdtest::RunResult result = psdtest::RunCli({"info", path});
         alarm(0);
         ++cliRuns;
-        bool oneLine = result.err.rfind("psdkit: ", 0) == 0 && std::count(result.err.begin(), result.err.end(), '\n') == 1;
+        bool oneLine =
+            result.err.rfind("psdkit: ", 0) == 0 && std::count(result.err.begin(), result.err.end(), '\n') == 1;
         if (readable ? (result.exitCode != 0 || !result.err.empty()) : (result.exitCode != 1 || !oneLine))
             Report(std::string("psdkit info on a file the library ") + (readable ? "reads" : "refuses") + " exited " +
                        std::to_string(result.exitCode) + " with: " + result.err,
@@ -219,9 +217,13 @@ TEST(DamagedFiles, EndWithinTheFileSizeAndTheToolAgrees) {
     const std::set<std::string> refused = {"header-cut-at-25.psd", "psb-version-2.psd",
                                            "color-mode-length-ffffffff.psd", "resources-length-past-eof.psd",
                                            "layer-section-length-ffffffff.psd"};
-    const std::set<std::string> read = {"icc-empty.psd", "icc-131-bytes.psd", "icc-tag-count-ffffffff.psd",
-                                        "icc-tag-offset-past-profile.psd", "icc-text-without-terminator.psd",
-                                        "thumbnail-empty.psd", "thumbnail-compressed-size-ffffffff.psd"};
+    const std::set<std::string> read = {"icc-empty.psd",
+                                        "icc-131-bytes.psd",
+                                        "icc-tag-count-ffffffff.psd",
+                                        "icc-tag-offset-past-profile.psd",
+                                        "icc-text-without-terminator.psd",
+                                        "thumbnail-empty.psd",
+                                        "thumbnail-compressed-size-ffffffff.psd"};
     const std::vector<std::string> names = Names(PSDKIT_CORRUPT_DIR, false);
     ASSERT_GT(names.size(), 40u) << "tests/data/corrupt holds too few files";
     Sweeper sweeper("tests/data/corrupt", 1, 256 * 1024, true);
@@ -300,8 +302,10 @@ TEST_P(Sweep, EveryDamageEnds) {
     }
     for (std::size_t cut : cuts) {
         int expect = -1;
-        if (!valid || cut < 26) expect = 0;
-        else if (layout.composite != 0) expect = cut < layout.composite ? 0 : 1;
+        if (!valid || cut < 26)
+            expect = 0;
+        else if (layout.composite != 0)
+            expect = cut < layout.composite ? 0 : 1;
         sweeper.Run(bytes.data(), cut, "cut to " + std::to_string(cut) + " bytes", expect);
     }
 
@@ -310,8 +314,11 @@ TEST_P(Sweep, EveryDamageEnds) {
     const std::size_t structured = layout.composite != 0 ? std::min(size, layout.composite + 2) : size;
     auto position = [&]() -> std::size_t { return random() % 5 != 0 ? random() % structured : random() % size; };
     auto change = [&](unsigned char b) -> unsigned char {
-        const unsigned char changed[] = {static_cast<unsigned char>(~b), static_cast<unsigned char>(b ^ 0x01),
-                                         static_cast<unsigned char>(b ^ 0x80), 0x00, 0xFF,
+        const unsigned char changed[] = {static_cast<unsigned char>(~b),
+                                         static_cast<unsigned char>(b ^ 0x01),
+                                         static_cast<unsigned char>(b ^ 0x80),
+                                         0x00,
+                                         0xFF,
                                          static_cast<unsigned char>(random())};
         return changed[random() % 6];
     };
@@ -334,8 +341,8 @@ TEST_P(Sweep, EveryDamageEnds) {
         for (unsigned long value : {0UL, 1UL, top >> 1, top}) {
             for (unsigned i = 0; i < field.width; ++i)
                 damaged[field.offset + i] = static_cast<unsigned char>(value >> (8 * (field.width - 1 - i)));
-            sweeper.Run(damaged.data(), size, field.what + " at " + std::to_string(field.offset) + " set to " +
-                                                  std::to_string(value));
+            sweeper.Run(damaged.data(), size,
+                        field.what + " at " + std::to_string(field.offset) + " set to " + std::to_string(value));
         }
         for (unsigned i = 0; i < field.width; ++i) damaged[field.offset + i] = bytes[field.offset + i];
     }
