@@ -74,9 +74,7 @@ PSDResourceBlock::PSDResourceBlock()
       ResourceBlockSize(0),
       DataBlock(nullptr),
       DataBlockCapacity(0),
-      NameLength(0) {
-    Name[0] = 0;
-}
+      NameLength(0) {}
 
 PSDResourceBlock::~PSDResourceBlock() { delete[] DataBlock; }
 
@@ -184,7 +182,7 @@ bool PSDResourceBlock::ReadResourceBlock(PSDBoundedReader& in) {
     FreeDataBlock();
     ResourceBlockSize = 0;
     NameLength = 0;
-    Name[0] = 0;
+    Name.clear();
 
     unsigned long start = in.Offset();
     auto fail = [&]() {
@@ -198,8 +196,7 @@ bool PSDResourceBlock::ReadResourceBlock(PSDBoundedReader& in) {
     const char* name = in.Peek(nameBytes);
     if (name == nullptr) return fail();
     NameLength = nameLength;
-    std::memcpy(Name, name, nameLength);
-    Name[nameLength] = 0;
+    Name.assign(name, nameLength);
     in.Skip(nameBytes);
 
     unsigned long size = 0;
@@ -237,7 +234,7 @@ void PSDResourceBlock::Copy(PSDResourceBlock* source, PSDResourceBlock* target) 
     target->SetDataBlockSize(n);
     target->SetResourceBlockSize(source->GetResourceBlockSize());
     target->NameLength = source->NameLength;
-    std::memcpy(target->Name, source->Name, sizeof(target->Name));
+    target->Name = source->Name;
 
     unsigned long padded = n + (n & 1);
     char* data = target->AllocateDataBlock(padded);
@@ -332,7 +329,7 @@ void PSDResourceBlock::WriteRawResourceBlock() {
     OutputStream->write(buffer, 2);
     char name[256] = {0};
     name[0] = static_cast<char>(NameLength);
-    std::memcpy(name + 1, Name, NameLength);
+    std::memcpy(name + 1, Name.data(), NameLength);
     OutputStream->write(name, static_cast<std::streamsize>(1 + nameBytes));
     PSDUtil::LongToBuffer(DataBlockSize, buffer);
     OutputStream->write(buffer, 4);

@@ -2,6 +2,7 @@
 #define PSDKIT_RESOURCES_PSDRESOURCEBLOCK_H
 
 #include <fstream>
+#include <string>
 
 #include "psdkit/core/PSDExport.h"
 
@@ -105,7 +106,7 @@ public:
 
     // The Pascal name the block was read with (empty for built blocks).
     unsigned char GetNameLength() const { return NameLength; }
-    const char* GetName() const { return Name; }
+    const char* GetName() const { return Name.c_str(); }
 
     char* GetIDAsName() const;
 
@@ -186,7 +187,8 @@ protected:
     char* DataBlock;
     unsigned long DataBlockCapacity;
     unsigned char NameLength;
-    char Name[256];
+    // Held only when not empty, so that a block costs little beyond its data.
+    std::string Name;
 
 private:
     PSDResourceBlock(const PSDResourceBlock&) = delete;
