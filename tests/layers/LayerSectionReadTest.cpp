@@ -3,9 +3,7 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
-#include <map>
 #include <string>
 #include <tuple>
 
@@ -35,12 +33,10 @@ Bytes PlainExtra(const std::string& name, const Bytes& entries = Bytes()) {
 }
 
 // A record whose extra data size is the size of `extra`.
-Bytes Record(unsigned long top, const Channels& channels, const Bytes& extra, const std::string& key = "norm",
-             unsigned opacity = 255, unsigned clipping = 0, unsigned flags = 0, unsigned long left = 0,
-             unsigned long bottom = 1, unsigned long right = 1) {
-    Bytes b = Bytes().u32(top).u32(left).u32(bottom).u32(right).u16(static_cast<unsigned>(channels.size()));
+Bytes Record(unsigned long top, const Channels& channels, const Bytes& extra) {
+    Bytes b = Bytes().u32(top).u32(0).u32(1).u32(1).u16(static_cast<unsigned>(channels.size()));
     for (const auto& c : channels) b.u16(c.first).u32(c.second);
-    return b.str("8BIM").str(key).u8(opacity).u8(clipping).u8(flags).u8(0).u32(extra.size()).raw(extra);
+    return b.str("8BIMnorm").u8(255).u8(0).u8(0).u8(0).u32(extra.size()).raw(extra);
 }
 
 void Put32(Bytes& b, std::size_t at, unsigned long value) {
@@ -90,7 +86,7 @@ TEST_F(LayerSectionRead, SectionsEndWhereTheNextStarts) {
     // A name of 200 bytes where the section ends after 10 of them.
     Bytes longName = Record(0, {}, Bytes().u32(0).u32(0).u8(200).str("0123456789"));
     Put32(longName, 30, 300);
-    std::vector<Case> cases = {
+    const Case cases[] = {
         {"section length 0", Bytes().u32(0), 0, 0},
         {"count 0, then a global mask block", Section(Bytes().u32(2).u16(0).u32(8).zeros(8)), 0, 8},
         // The count comes from the high half of the length word 0x10, the
@@ -106,14 +102,9 @@ TEST_F(LayerSectionRead, SectionsEndWhereTheNextStarts) {
         {"a global mask block past the section", Section(Bytes(info).u32(100).zeros(10)), 1, 100},
         {"a global mask length word past the section", Section(Bytes(info).u16(0x7777)), 1, 0},
         {"odd, walked to its end", Section(info).u8('P'), 1, 0},
-        {"odd, with a global mask length", Section(Bytes(info).u32(0)).u8('P'), 1, 0},
         {"odd, two stray bytes behind the layer info", Section(Bytes(info).zeros(2)), 1, 0},
         {"even: no closing byte", Section(Bytes(info).zeros(1)), 1, 0},
     };
-    for (unsigned short n = 1; n <= 3; ++n) {  // negative counts give their absolute value
-        Bytes negative = LayerInfo(0x10000 - n, std::vector<Bytes>(n, Record(0, {}, PlainExtra("L"))), Bytes());
-        cases.emplace_back("count -" + std::to_string(n), Section(negative.u32(6).zeros(6)), n, 6);
-    }
     for (const auto& [what, file, count, globalMaskLength] : cases) {
         SCOPED_TRACE(what);
         PSDLayers layers;
@@ -130,7 +121,7 @@ TEST_F(LayerSectionRead, ARecordEndsWhereItsExtraDataEnds) {
         Bytes extra;
         std::string name;
         unsigned short entries;
-        unsigned long maskTop = 0, gray = 0, blendingChannels = 0;
+        unsigned long maskTop = 0;
         unsigned long storedSize = 0;  // 0: the size of `extra`
     };
     std::vector<Case> cases;
@@ -140,14 +131,6 @@ TEST_F(LayerSectionRead, ARecordEndsWhereItsExtraDataEnds) {
         cases.push_back({"mask size " + std::to_string(size),
                          Bytes().u32(size).raw(mask).u32(0).raw(Name("m")).raw(Entry("lyid", 4)), "m", 1,
                          size == 20 ? 0x11223344ul : 0ul});
-    }
-    for (auto length : {std::pair<unsigned long, unsigned long>{0, 0}, {7, 0}, {8, 0}, {40, 4}}) {
-        Bytes ranges = Bytes().u32(0x01020304).u32(0x05060708);
-        for (unsigned i = 0; i < 4; ++i) ranges.u32(0x100 + i).u32(0x200 + i);
-        ranges.data.resize(length.first);
-        cases.push_back({"blending length " + std::to_string(length.first),
-                         Bytes().u32(0).u32(length.first).raw(ranges).raw(Name("b")).raw(Entry("lyid", 4)), "b", 1, 0,
-                         length.first >= 8 ? 0x01020304ul : 0ul, length.second});
     }
     for (std::size_t length : {0u, 3u, 4u, 255u}) {
         std::string name;
@@ -161,7 +144,7 @@ TEST_F(LayerSectionRead, ARecordEndsWhereItsExtraDataEnds) {
     cases.push_back({"an entry past the extra data", PlainExtra("one", pastTheEnd), "one", 1});
     cases.push_back({"extra data size 0", Bytes(), "", 0});
     // The 16-bit remainder comes to 0 a multiple of 65536 short of the size.
-    cases.push_back({"extra data size 65536 + 24", PlainExtra("", Entry("lyid", 0)), "", 1, 0, 0, 0, 0x10018});
+    cases.push_back({"extra data size 65536 + 24", PlainExtra("", Entry("lyid", 0)), "", 1, 0, 0x10018});
     cases.push_back({"an entry of 65536 bytes", PlainExtra("", Entry("Txt2", 0x10000)), "", 1});
     // 65570 bytes: the count comes to 0 behind the first entry, 65536 short;
     // the entry behind it is read and the next record starts at the end.
@@ -181,13 +164,6 @@ TEST_F(LayerSectionRead, ARecordEndsWhereItsExtraDataEnds) {
         EXPECT_EQ(std::string(layers.GetLayerRecordLayerName(0)), c.name);
         EXPECT_EQ(layers.GetLayerRecordNumAdjustments(0), c.entries);
         EXPECT_EQ(layers.GetLayerRecordMaskTop(0), c.maskTop);
-        EXPECT_EQ(layers.GetLayerRecordBlendingGrayBlendSrc(0), c.gray);
-        EXPECT_EQ(layers.GetLayerRecordBlendingGrayBlendDest(0), c.gray != 0 ? 0x05060708u : 0u);
-        ASSERT_EQ(layers.GetLayerRecordBlendingNumChannels(0), c.blendingChannels);
-        for (unsigned long i = 0; i < c.blendingChannels; ++i) {
-            EXPECT_EQ(layers.GetLayerRecordBlendingChannelSrc(i, 0), 0x100 + i);
-            EXPECT_EQ(layers.GetLayerRecordBlendingChannelDest(i, 0), 0x200 + i);
-        }
         EXPECT_EQ(layers.GetLayerRecordImageDataCompression(0, 0), 1);
         EXPECT_EQ(layers.GetLayerRecordLayerTop(1), 7u);
         EXPECT_STREQ(layers.GetLayerRecordLayerName(1), "next");
@@ -222,59 +198,6 @@ TEST_F(LayerSectionRead, MaskRectanglesNamesDividersAndDataOffsets) {
     EXPECT_EQ(layers.GetLayerRecordChannelDataOffset(1, 0), first + 5);
     EXPECT_EQ(layers.GetLayerRecordChannelDataOffset(0, 1), first + 7);
     EXPECT_EQ(layers.GetLayerRecordImageDataCompression(0, 1), 3);
-}
-
-TEST_F(LayerSectionRead, AFileThatEndsInsideTheSection) {
-    Bytes extra0 = Bytes().u32(20).u32(0x01020304).zeros(16).u32(16).u32(1).u32(2).u32(3).u32(4);
-    extra0.raw(Name("first")).raw(Entry("luni", 8)).raw(Entry("lyid", 4));
-    Bytes record0 = Record(1, {{0xFFFF, 6}, {0, 4}}, extra0, "scrn", 200, 1, 2);
-    Bytes record1 = Record(5, {{0, 2}}, PlainExtra("2nd", Entry("post", 0)));
-    Bytes data = ChannelData(1, 6).raw(ChannelData(2, 4)).raw(ChannelData(3, 2));
-    Bytes full = Section(LayerInfo(2, {record0, record1}, data).u32(4).zeros(4));
-    // Where each record's fields up to its extra data size end, and where the channel data ends.
-    const std::size_t fieldsEnd[] = {10 + 46, 10 + record0.size() + 40};
-    const std::size_t dataEnd = 10 + record0.size() + record1.size() + data.size();
-    for (std::size_t cut = 0; cut <= full.size(); ++cut) {
-        SCOPED_TRACE(cut);
-        Bytes part = full;
-        part.data.resize(cut);
-        PSDLayers layers;
-        EXPECT_EQ(Read(part, layers, false), cut == full.size());
-        if (cut >= 4) {
-            EXPECT_EQ(static_cast<long long>(in.tellg()), static_cast<long long>(cut));
-        }
-        // Records whose fields were there stay, and nothing else.
-        ASSERT_EQ(layers.GetLayerCount(), (cut >= fieldsEnd[0] ? 1 : 0) + (cut >= fieldsEnd[1] ? 1 : 0));
-        if (cut >= fieldsEnd[0]) {
-            EXPECT_EQ(layers.GetLayerRecordNumChannels(0), 2);
-        }
-        if (cut >= fieldsEnd[1]) {
-            EXPECT_EQ(layers.GetLayerRecordLayerTop(1), 5u);
-        }
-        if (cut >= dataEnd) {
-            EXPECT_EQ(layers.GetLayerRecordImageDataCompression(0, 1), 3);
-        }
-    }
-}
-
-TEST_F(LayerSectionRead, ADocumentWithLayersFindsItsComposite) {
-    // A record without channels has no channel data; a length of 0 moves back
-    // over its code, so the next channel reads it again; 2 is the code alone.
-    Bytes body = LayerInfo(2, {Record(0, {}, PlainExtra("none")), Record(1, {{0, 0}, {1, 2}, {2, 6}}, PlainExtra("c"))},
-                           Bytes().u16(1).u16(2).zeros(4));
-    // Padded the way Photoshop pads, then a raw 2 x 2 x 3 composite.
-    body.zeros(2).u32(0).str("8BIMFMsk").u32(4).zeros(4);
-    Bytes file = psdtest::PsdHeader(3, 2, 2, 8, 3).u32(0).u32(0).raw(Section(body)).u16(0).str("ABCDEFGHIJKL");
-    psdkit::PhotoshopFile document;
-    ASSERT_TRUE(document.OpenReadFile(dir.Write("doc.psd", file).c_str()));
-    PSDLayers* layers = document.GetLayers();
-    ASSERT_EQ(layers->GetLayerCount(), 2);
-    EXPECT_EQ(layers->GetLayerRecordNumChannels(0), 0);
-    ASSERT_EQ(layers->GetLayerRecordNumChannels(1), 3);
-    EXPECT_EQ(layers->GetLayerRecordImageDataCompression(0, 1), 1);
-    EXPECT_EQ(layers->GetLayerRecordImageDataCompression(1, 1), 1);
-    EXPECT_EQ(layers->GetLayerRecordImageDataCompression(2, 1), 2);
-    EXPECT_EQ(std::string(document.GetImageData(), document.GetImageDataLen()), "ABCDEFGHIJKL");
 }
 
 std::string FourChars(unsigned long value) {
@@ -323,22 +246,9 @@ json Layer(PSDLayers* layers, unsigned short i) {
                 {"info_keys", keys}};
 }
 
-// The code at each channel's data offset is the code the walk kept.
-void ExpectCodesAtOffsets(PSDLayers* layers, const std::vector<char>& file) {
-    for (unsigned short i = 0; i < layers->GetLayerCount(); ++i)
-        for (unsigned short c = 0; c < layers->GetLayerRecordNumChannels(i); ++c) {
-            unsigned long at = layers->GetLayerRecordChannelDataOffset(c, i);
-            ASSERT_TRUE(at != 0 && at + 2 <= file.size()) << "layer " << i << " channel " << c;
-            EXPECT_EQ(layers->GetLayerRecordImageDataCompression(c, i),
-                      static_cast<unsigned char>(file[at]) << 8 | static_cast<unsigned char>(file[at + 1]));
-        }
-}
-
 TEST(LayerCorpus, EveryValidFileReadsWithItsLayers) {
     PSDTEST_REQUIRE_CORPUS();
     int checked = 0;
-    std::map<std::string, json> pixels;
-    for (const auto& p : json::parse(psdtest::ReadFile(psdtest::CorpusPath("pixels.json")))) pixels[p["file"]] = p;
     for (const auto& facts : psdtest::CorpusFacts()) {
         if (!facts.value("valid", false)) continue;
         std::string name = facts["file"];
@@ -347,36 +257,16 @@ TEST(LayerCorpus, EveryValidFileReadsWithItsLayers) {
         ASSERT_TRUE(document.OpenReadFile(psdtest::CorpusPath(name).c_str()));
         EXPECT_TRUE(document.IsIntact()) << (document.GetReadProblem(0) ? document.GetReadProblem(0) : "");
         PSDLayers* layers = document.GetLayers();
-        unsigned long sectionLength = facts["layer_section_length"];
-        EXPECT_EQ(layers->GetSectionLength(), sectionLength);
+        EXPECT_EQ(layers->GetSectionLength(), facts["layer_section_length"].get<unsigned long>());
         EXPECT_EQ(layers->GetLayerInfoSize(), facts["layer_info_length"].get<unsigned long>());
         EXPECT_EQ(layers->GetLayerCount(), std::abs(facts["layer_count_raw"].get<int>()));
         json read = json::array();
         for (unsigned short i = 0; i < layers->GetLayerCount(); ++i) read.push_back(Layer(layers, i));
         EXPECT_EQ(read, facts["layers"]);
-        ++checked;
         // Also behind odd sections whose writers put no closing byte there.
-        const json& image = facts["image_data"];
-        EXPECT_EQ(document.GetImageCompression(), image["compression"].get<unsigned>());
-        ASSERT_EQ(document.GetImageDataLen(), image["length"].get<unsigned long>());
-        std::vector<char> file = psdtest::ReadFile(psdtest::CorpusPath(name));
-        const std::size_t offset = image["offset"].get<std::size_t>() + 2;
-        ASSERT_EQ(offset + document.GetImageDataLen(), file.size());
-        EXPECT_EQ(std::memcmp(document.GetImageData(), file.data() + offset, document.GetImageDataLen()), 0);
-        ExpectCodesAtOffsets(layers, file);
-        // 16-bit documents keep their records in an 'Lr16' block.
-        const json& source = pixels[name];
-        PSDLayers* tagged = document.GetTaggedLayers();
-        ASSERT_EQ(tagged != nullptr, source.value("layer_source", "") == "Lr16");
-        if (tagged == nullptr) continue;
-        ASSERT_EQ(tagged->GetLayerCount(), source["layers"].size());
-        for (unsigned short i = 0; i < tagged->GetLayerCount(); ++i) {
-            const json& channels = source["layers"][i]["channels"];
-            ASSERT_EQ(tagged->GetLayerRecordNumChannels(i), channels.size());
-            for (unsigned short c = 0; c < channels.size(); ++c)
-                EXPECT_EQ(tagged->GetLayerRecordImageDataCompression(c, i), channels[c]["compression"].get<unsigned>());
-        }
-        ExpectCodesAtOffsets(tagged, file);
+        EXPECT_EQ(psdtest::Sha256Hex(document.GetImageData(), document.GetImageDataLen()),
+                  facts["image_data"]["sha256"].get<std::string>());
+        ++checked;
     }
     EXPECT_EQ(checked, 29);
 }
