@@ -1,50 +1,13 @@
-// The header and the composite image sections.
+// The header section.
 
 #include <fstream>
-#include <functional>
 
 #include "psdkit/core/PSDHeader.h"
-#include "psdkit/core/PSDImageData.h"
 #include "support/TestSupport.h"
 
 using psdkit::PSDHeader;
-using psdkit::PSDImageData;
 
 namespace {
-
-TEST(PSDHeader, NamesAndTheCheckBeforeAWrite) {
-    PSDHeader header;
-    EXPECT_FALSE(header.IsValidHeader());
-    EXPECT_FALSE(header.ValidateAttributesForWrite());  // no size, no stream
-    const char* names[] = {"Bitmap",  "Grayscale",    "Indexed", "RGB", "CYMK",    "Invalid",
-                           "Invalid", "Multichannel", "Duotone", "Lab", "Invalid", "Invalid"};
-    for (unsigned short mode = 0; mode < 12; ++mode) {
-        header.SetMode(mode);
-        EXPECT_STREQ(header.GetModeAsName(), names[mode]) << mode;
-    }
-    psdtest::TempDir dir;
-    std::ofstream out(dir.Path("h.bin"), std::ios_base::binary);
-    // Each change alone, from attributes that pass.
-    const std::pair<std::function<void(PSDHeader&)>, bool> changes[] = {
-        {[](PSDHeader&) {}, true},
-        {[](PSDHeader& h) { h.SetMode(6); }, true},  // no constant, no name, but below 10
-        {[](PSDHeader& h) { h.SetMode(PSDHeader::MODE_LAB); }, true},
-        {[](PSDHeader& h) { h.SetMode(PSDHeader::MODE_INVALID); }, false},
-        {[](PSDHeader& h) { h.SetRows(-1); }, false},
-        {[](PSDHeader& h) { h.SetColumns(-1); }, false},
-        {[](PSDHeader& h) { h.SetChannels(0); }, false},
-        {[](PSDHeader& h) { h.SetDepth(0); }, false},
-        {[](PSDHeader& h) { h.SetStreams(nullptr, nullptr); }, false},
-    };
-    for (const auto& change : changes) {
-        header.SetStreams(nullptr, &out);
-        header.SetRows(10);
-        header.SetColumns(20);
-        change.first(header);
-        EXPECT_EQ(header.ValidateAttributesForWrite(), change.second);
-    }
-    EXPECT_EQ(header.GetRows(), 10);  // detaching keeps the attributes
-}
 
 TEST(PSDHeader, WrittenBytesFollowTheTableAndReadBack) {
     psdtest::TempDir dir;
@@ -74,51 +37,6 @@ TEST(PSDHeader, WrittenBytesFollowTheTableAndReadBack) {
     EXPECT_EQ(back.GetColumns(), 0x01020304L);
     EXPECT_EQ(back.GetDepth(), 7);
     EXPECT_EQ(back.GetMode(), 6);
-}
-
-TEST(PSDImageData, CompressionTagAndBuffers) {
-    PSDImageData data;
-    const char* names[] = {"Raw", "RLE", "ZIP", "ZIPw/Prediction", "Invalid"};
-    for (unsigned short code = 0; code < 5; ++code) {
-        data.SetCompression(code);
-        EXPECT_STREQ(data.GetCompressionAsName(), names[code]);
-    }
-    EXPECT_EQ(data.GetCompression(), 4);
-
-    const char r[4] = {1, 2, 3, 4}, g[4] = {5, 6, 7, 8}, b[4] = {9, 10, 11, 12};
-    ASSERT_TRUE(data.SetPlanarDataBuffers(r, g, b, 4));
-    ASSERT_EQ(data.GetImageDataLen(), 12u);
-    EXPECT_EQ(psdtest::Hex(data.GetDataBuffer(), 12), "01 02 03 04 05 06 07 08 09 0A 0B 0C");
-    ASSERT_TRUE(data.AllocateDataBuffer(8));
-    ASSERT_TRUE(data.AllocateDataBuffer());  // keeps the length of the buffer it replaces
-    EXPECT_EQ(data.GetImageDataLen(), 8u);
-    ASSERT_TRUE(data.AllocateDataBuffer(0));
-    EXPECT_NE(data.GetDataBuffer(), nullptr);
-    EXPECT_FALSE(data.ValidateAttributesForWrite());
-
-    PSDImageData empty;
-    empty.SetImageDataLen(100);
-    empty.FreeDataBuffer();  // no buffer: the length stays
-    EXPECT_EQ(empty.GetImageDataLen(), 100u);
-    EXPECT_FALSE(empty.ValidateAttributesForWrite());
-    EXPECT_FALSE(empty.SetPlanarDataBuffers(r, g, b, ~0UL / 2));  // three planes overflow
-    std::ofstream failed(psdtest::TempDir().Path("missing/x.bin"), std::ios_base::binary);
-    data.SetStreams(nullptr, &failed);
-    EXPECT_FALSE(data.WriteSection());
-}
-
-TEST(PSDImageData, ReadMeasuresToTheEndOfTheFile) {
-    psdtest::TempDir dir;
-    for (const char* rest : {"rle bytes", ""}) {
-        PSDImageData data;
-        std::ifstream in(dir.Write("d.bin", psdtest::Bytes().u16(1).str(rest)), std::ios_base::binary);
-        data.SetStreams(&in, nullptr);
-        ASSERT_TRUE(data.ReadSection());
-        EXPECT_EQ(data.GetCompression(), PSDImageData::COMPRESSION_RLE);
-        EXPECT_EQ(data.GetSectionLength(), 0u);
-        ASSERT_NE(data.GetDataBuffer(), nullptr);
-        EXPECT_EQ(std::string(data.GetDataBuffer(), data.GetImageDataLen()), rest);
-    }
 }
 
 }  // namespace

@@ -1,8 +1,5 @@
-// The ICC tags and profile block: the sRGB preset byte for byte, its report
-// and Little CMS reading it; other payload and header values, the date rule,
-// bytes that do not hold what they claim; the psdkit icc command.
-
-#include <lcms2.h>
+// The ICC tags and profile block: the sRGB preset byte for byte and its report;
+// header values, the date rule, bytes that do not hold what they claim.
 
 #include <algorithm>
 #include <cmath>
@@ -18,29 +15,18 @@
 using psdkit::PSDICCProfileRB;
 using psdkit::PSDICCTag;
 using psdtest::Bytes;
-using psdtest::RunCli;
 
 namespace {
 
 // A block as written; from 12 on, without its frame, the profile.
 std::vector<char> WrittenBytes(psdkit::PSDResourceBlock* block, std::size_t from = 0) {
     psdtest::TempDir dir;
-    {
-        std::ofstream out(dir.Path("block.bin"), std::ios_base::binary);
-        block->SetStreams(nullptr, &out);
-        block->WriteResourceBlock();
-    }
+    std::ofstream out(dir.Path("block.bin"), std::ios_base::binary);
+    block->SetStreams(nullptr, &out);
+    block->WriteResourceBlock();
+    out.close();
     std::vector<char> b = psdtest::ReadFile(dir.Path("block.bin"));
     return std::vector<char>(b.begin() + static_cast<long>(std::min(from, b.size())), b.end());
-}
-
-std::vector<char> TagData(PSDICCTag* tag) {
-    psdtest::TempDir dir;
-    {
-        std::ofstream out(dir.Path("tag.bin"), std::ios_base::binary);
-        tag->WriteTagData(&out);
-    }
-    return psdtest::ReadFile(dir.Path("tag.bin"));
 }
 
 // A resource block of ID 1039 around `payload`, as a file holds it.
@@ -77,10 +63,6 @@ std::string Hex(const std::vector<char>& b, std::size_t at, std::size_t n) {
     return at + n <= b.size() ? psdtest::Hex(b.data() + at, n) : "(past the end)";
 }
 
-std::string Report(PSDICCProfileRB* block) {
-    return psdtest::CaptureStdout([block] { block->PrintInfo(); });
-}
-
 // One getter per payload type: each gives null unless the type word is its own.
 using Getter = char* (PSDICCTag::*)() const;
 enum Type { TEXT, DESC, CURV, SIG, MEAS, VIEW, XYZ };
@@ -88,14 +70,6 @@ const Getter GETTERS[7] = {&PSDICCTag::GetTextTypeAttribute,    &PSDICCTag::GetD
                            &PSDICCTag::GetCurveTypeAttribute,   &PSDICCTag::GetSignatureTypeAttribute,
                            &PSDICCTag::GetMeasureTypeAttribute, &PSDICCTag::GetViewConditionsTypeAttribute,
                            &PSDICCTag::GetXYZTypeAttribute};
-
-// A payload just set (`set` the setter's result) against its size, bytes and type.
-void ExpectPayload(PSDICCTag* tag, bool set, unsigned long size, Type type, const std::string& hex) {
-    EXPECT_TRUE(set);
-    EXPECT_EQ(tag->GetTagSize(), size);
-    EXPECT_EQ(Hex(TagData(tag), 0, tag->GetPaddedTagSize()), hex);
-    for (int g = 0; g < 7; ++g) EXPECT_EQ((tag->*GETTERS[g])() != nullptr, g == type) << "getter " << g;
-}
 
 double SRGBDecode(double x) { return x <= 0.04045 ? x / 12.92 : std::pow((x + 0.055) / 1.055, 2.4); }
 
@@ -160,23 +134,11 @@ std::vector<char> ExpectedProfile(const std::string& copyright, const std::strin
     return e.data;
 }
 
-// An open Little CMS profile, closed at the end of the scope.
-std::unique_ptr<void, cmsBool (*)(cmsHPROFILE)> OpenLcms(const std::vector<char>& bytes) {
-    return {cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size())), cmsCloseProfile};
-}
-
 }  // namespace
 
 TEST(IccPreset, BytesSizesReportAndReadBack) {
-    PSDICCProfileRB block;
-    block.SetProfile(PSDICCProfileRB::PROFILE_NAME_CUSTOM);
-    block.SetProfile(3);  // neither adds a tag
-    EXPECT_EQ(block.FindTag(PSDICCTag::TAGID_CPRT), nullptr);
-    block.SetProfile(PSDICCProfileRB::PROFILE_NAME_SRGB);
-    EXPECT_EQ(block.GetNumTags(), 17u);
-    EXPECT_EQ(block.GetHdrProfileSize(), 7264u);
+    PSDICCProfileRB block(PSDICCProfileRB::PROFILE_NAME_SRGB);
     EXPECT_EQ(block.GetResourceBlockSize(), 7276u);
-    EXPECT_EQ(block.GetTag(16)->GetTagOffset(), 0u);  // until written
     std::vector<char> written = WrittenBytes(&block);
     EXPECT_EQ(Hex(written, 0, 12), "38 42 49 4D 04 0F 00 00 00 00 1C 60");
     std::vector<char> p(written.begin() + 12, written.end());
@@ -186,10 +148,7 @@ TEST(IccPreset, BytesSizesReportAndReadBack) {
     EXPECT_TRUE(p == expected) << "first difference at profile offset "
                                << std::mismatch(p.begin(), p.end(), expected.begin(), expected.end()).first - p.begin();
     for (unsigned long i = 0; i < 17; ++i) EXPECT_EQ(block.GetTag(i)->GetTagOffset(), TAGS[i].offset);
-    // The other name gives the same bytes, and the clock is never read.
-    PSDICCProfileRB other(PSDICCProfileRB::PROFILE_NAME_QUILLARY);
-    EXPECT_EQ(WrittenBytes(&other), written);
-    EXPECT_EQ(WrittenBytes(&block), written);
+    EXPECT_EQ(WrittenBytes(&block), written);  // the clock is never read
     std::string report =
         " 1039 - ICC Profile\nHdr:ProfileSize:7264\nHdr:CMMType:oniL\nHdr:ProfileVersion:2.16\n"
         "Hdr:ProfileClass:Display Device\nHdr:ColorSpace:RGB\nHdr:ConnectionSpace:XYZ\n"
@@ -202,85 +161,15 @@ TEST(IccPreset, BytesSizesReportAndReadBack) {
                   "\n   TagSize:" + std::to_string(TAGS[i].size) +
                   "\n   TagData:" + (TAGS[i].text != nullptr ? TAGS[i].text : block.GetTag(i)->GetAttributeAsName()) +
                   "\n\n";
-    EXPECT_EQ(Report(&block), report);
+    EXPECT_EQ(psdtest::CaptureStdout([&block] { block.PrintInfo(); }), report);
 
     auto read = Decoded(Framed(p));
-    EXPECT_STREQ(read->GetHdrCMMTypeAsName(), "Lino");  // codes are read in file order
-    EXPECT_EQ(read->GetIlluminantX(), 0.9641876220703125);
-    EXPECT_EQ(read->GetIlluminantZ(), 0.82489013671875);
     // Its sizes fit, so it is encoded again: the same bytes but for the four codes, reversed.
     std::vector<char> again = WrittenBytes(read.get(), 12);
     ASSERT_EQ(again.size(), p.size());
     EXPECT_EQ(Text(again, 4, 4) + Text(again, 48, 8) + Text(again, 80, 4), "oniL CEIBGRs  PH");
     for (std::size_t at : {4, 48, 52, 80}) std::copy_n(p.begin() + at, 4, again.begin() + at);
     EXPECT_EQ(again, p);
-
-    // A second preset adds 17 more tags; FindTag finds the later ones; the count never passes the list.
-    block.SetProfile(PSDICCProfileRB::PROFILE_NAME_SRGB);
-    EXPECT_EQ(block.GetResourceBlockSize(), 7276u + 7132u);
-    EXPECT_EQ(block.FindTag(PSDICCTag::TAGID_LUMINANCE), block.GetTag(11 + 17));
-    block.SetNumTags(99);
-    EXPECT_EQ(block.GetNumTags(), 34u);
-}
-
-TEST(IccPreset, LittleCMSOpensAndConverts) {
-    PSDICCProfileRB block(PSDICCProfileRB::PROFILE_NAME_SRGB);
-    auto profile = OpenLcms(WrittenBytes(&block, 12));
-    ASSERT_NE(profile, nullptr) << "Little CMS refused the sRGB profile";
-    EXPECT_EQ(cmsGetColorSpace(profile.get()), cmsSigRgbData);
-    EXPECT_EQ(cmsGetPCS(profile.get()), cmsSigXYZData);
-    EXPECT_EQ(cmsGetDeviceClass(profile.get()), cmsSigDisplayClass);
-    EXPECT_EQ(cmsGetEncodedICCversion(profile.get()), 0x02100000u);
-    EXPECT_TRUE(cmsIsMatrixShaper(profile.get()));
-    EXPECT_EQ(cmsGetTagCount(profile.get()), 17);
-    // Full red, green and blue give the colorants as their 16.16 bytes hold them.
-    cmsHPROFILE xyz = cmsCreateXYZProfile();
-    cmsHTRANSFORM transform = cmsCreateTransform(profile.get(), TYPE_RGB_16, xyz, TYPE_XYZ_DBL,
-                                                 INTENT_RELATIVE_COLORIMETRIC, cmsFLAGS_NOOPTIMIZE);
-    ASSERT_NE(transform, nullptr);
-    for (int c = 0; c < 3; ++c) {
-        cmsUInt16Number rgb[3] = {0, 0, 0};
-        rgb[c] = 65535;
-        double out[3];
-        cmsDoTransform(transform, rgb, out, 1);
-        for (int k = 0; k < 3; ++k) EXPECT_NEAR(out[k], XYZS[2 + c][k] / 65536.0, 1e-5) << c << k;
-    }
-    cmsDeleteTransform(transform);
-    cmsCloseProfile(xyz);
-    // The tone curves as Little CMS decodes them: each point within 1/65535 of the function.
-    for (cmsTagSignature signature : {cmsSigRedTRCTag, cmsSigGreenTRCTag, cmsSigBlueTRCTag}) {
-        auto* curve = static_cast<cmsToneCurve*>(cmsReadTag(profile.get(), signature));
-        ASSERT_NE(curve, nullptr);
-        ASSERT_EQ(cmsGetToneCurveEstimatedTableEntries(curve), 1024u);
-        const cmsUInt16Number* table = cmsGetToneCurveEstimatedTable(curve);
-        for (int i = 0; i < 1024; ++i)
-            EXPECT_NEAR(table[i] / 65535.0, SRGBDecode(i / 1023.0), 1.0 / 65535) << "entry " << i;
-    }
-}
-
-TEST(IccTag, SettersAndTypedGetters) {
-    PSDICCTag tag(PSDICCTag::TAGID_CPRT);
-    ExpectPayload(&tag, tag.SetTextTypeAttribute(""), 9, TEXT, "74 65 78 74 00 00 00 00 00 00 00 00");
-    // Each setter replaces the payload; cprt's text wants `text`.
-    ExpectPayload(&tag, tag.SetDescTypeAttribute(""), 91, DESC,
-                  psdtest::Hex(Bytes().str("desc").zeros(7).u8(1).zeros(80).data.data(), 92));
-    EXPECT_STREQ(tag.GetAttributeAsName(), "");
-    ExpectPayload(&tag, tag.SetCurveTypeAttribute(0, nullptr), 12, CURV, "63 75 72 76 00 00 00 00 00 00 00 00");
-    ExpectPayload(&tag, tag.SetSignatureTypeAttribute(0x43525420), 12, SIG, "73 69 67 20 00 00 00 00 43 52 54 20");
-    tag.SetTagID(PSDICCTag::TAGID_MEASUREMENT);
-    bool set = tag.SetMeasurement(PSDICCTag::STANDARD_OBSERVER_1964, 0.5, 1.0, 2.0, PSDICCTag::GEOMETRY_D, 1.0,
-                                  PSDICCTag::ILLUMINANT_TYPE_F8);
-    ExpectPayload(&tag, set, 36, MEAS,
-                  "6D 65 61 73 00 00 00 00 00 00 00 02 00 00 80 00 00 01 00 00 00 02 00 00 00 00 00 02 00 01 00 00 "
-                  "00 00 00 08");
-    EXPECT_STREQ(tag.GetAttributeAsName(),
-                 "Observer:1964 10 degree Observer BX:0.500000 BY:1.000000 BZ:2.000000 Geometry:0/d or d/0 "
-                 "Flare:1.000000% Illuminant:F8");
-    // A size set by hand beyond the payload writes the bytes it promises.
-    tag.SetTagSize(4096);
-    std::vector<char> grown = TagData(&tag);
-    ASSERT_EQ(grown.size(), 4096u);
-    EXPECT_EQ(Hex(grown, 32, 4), "00 00 00 08");
 }
 
 TEST(IccTag, PayloadsCutShortOrUnterminatedGiveNull) {
@@ -302,35 +191,18 @@ TEST(IccTag, PayloadsCutShortOrUnterminatedGiveNull) {
     expect(curve, 18, CURV, true);
     expect(curve, 16, CURV, false);  // fewer entries than the count
     expect(Bytes().str("curv").zeros(4).u32(0xFFFFFFFF), 12, CURV, false);
-    expect(Bytes().str("text").zeros(4).str("abcd"), 12, TEXT, false);  // no zero byte anywhere
-    expect(Bytes().str("desc").zeros(4).u32(5).str("abcd"), 16, DESC, false);
     expect(Bytes().str("text").zeros(4).str("abc").u8(0), 11, TEXT, true);  // the zero is a padding byte
 }
 
-TEST(IccTag, SignatureAndTagIDRoutes) {
-    // A zero byte ends the text; the two routes count from opposite ends.
-    const struct {
-        unsigned long value;
-        const char *signature, *tagID;
-    } routes[] = {
-        {0x63707274, "cprt", "cprt"}, {0x61626300, "abc", ""}, {0x00616263, "", "abc"}, {0x61006263, "a", "bc"}};
-    for (const auto& r : routes) {
-        EXPECT_STREQ(PSDICCTag::GetSignatureAsName(r.value), r.signature);
-        EXPECT_STREQ(PSDICCTag(r.value).GetTagIDAsName(), r.tagID);
-    }
-}
-
-TEST(IccProfile, HeaderWrittenAndReadBack) {
+TEST(IccProfile, HeaderWrittenAndReadBackAndTheDateRule) {
     PSDICCProfileRB block;
     block.SetHdrCMMType(PSDICCProfileRB::CMM_TYPE_LINO);
     block.SetHdrProfileVersion(2, 0x90);
     block.SetHdrColorSpace(PSDICCProfileRB::COLORSPACE_CMYK);
     block.SetHdrConnectionSpace(PSDICCProfileRB::CONNECTION_SPACE_LAB);
     block.SetHdrCreationDate(2001, 12, 31, 23, 59, 58);
-    block.SetHdrProfileFlags(static_cast<unsigned short>(0xFF));
-    block.SetHdrProfileFlags(true, false);  // 1, the old bits gone
+    block.SetHdrProfileFlags(true, false);  // 1
     block.SetHdrManufacturer(0x41424344);
-    block.SetHdrAttributes(0xFFUL);
     block.SetHdrAttributes(false, true);  // 2
     block.SetHdrRenderingIntent(1);
     Bytes expected;  // flags, attributes and intent go out low byte first
@@ -340,17 +212,10 @@ TEST(IccProfile, HeaderWrittenAndReadBack) {
     EXPECT_EQ(WrittenBytes(&block, 12), expected.data);
 
     auto read = Decoded(Framed(expected.data));
-    EXPECT_EQ(read->GetHdrCMMType(), 0x6F6E694Cu);                  // read lowest byte first
     EXPECT_STREQ(read->GetHdrProfileVersionAsString(), "2.65424");  // 0x90 as a signed char
-    EXPECT_STREQ(read->GetHdrColorSpaceAsName(), "CYMK");
-    EXPECT_STREQ(read->GetHdrConnectionSpaceAsName(), "Lab");
     EXPECT_EQ(read->GetHdrProfileFlags(), 256);
-    EXPECT_TRUE(read->GetHdrAttributeMatte() && !read->GetHdrAttributeTransparent());
-    EXPECT_STREQ(read->GetHdrRenderingIntentAsName(), "Invalid");  // 256
     EXPECT_EQ(Hex(WrittenBytes(read.get(), 12), 44, 2), "00 01");  // flags of 256, written again
-}
 
-TEST(IccProfile, DateRule) {
     PSDICCProfileRB stored, clock;
     stored.SetHdrCreationDate(1998, 2, 9, 0, 0, 0);  // zero hours trigger nothing
     EXPECT_EQ(Hex(WrittenBytes(&stored, 12), 24, 12), "07 CE 00 02 00 09 00 00 00 00 00 00");
@@ -360,70 +225,30 @@ TEST(IccProfile, DateRule) {
     std::vector<char> today =
         Bytes().u16(local.tm_year + 1900u).u16(local.tm_mon + 1u).u16(local.tm_mday + 0u).u16(local.tm_hour + 0u).data;
     EXPECT_EQ(Hex(WrittenBytes(&clock, 12), 24, 8), Hex(today, 0, 8));
-    EXPECT_EQ(clock.GetHdrCreationYear(), 1998);  // the fields stay
 }
 
-TEST(IccProfile, ReadBlocksThatDoNotHoldWhatTheyClaim) {
-    std::vector<char> lino = Profile(3, Bytes(), 133);  // a count of 3, no room for an entry
-    lino[4] = 'L';
-    std::vector<char> tiny(lino.begin(), lino.begin() + 131);
-    lino[3] = 99, lino[36] = 'x';  // a size field of 99, no "acsp"
-    Bytes twoTags;                 // an endless count: room for 4 entries, the last two being tag data
-    twoTags.u32(PSDICCTag::TAGID_CPRT).u32(156).u32(12).u32(PSDICCTag::TAGID_TECHNOLOGY).u32(168).u32(12);
-    twoTags.str("text").zeros(4).str("abc").u8(0).str("sig ").zeros(4).str("CRT ");
-    Bytes outside;  // the table ends at 204: inside, at the last byte, padding missing, past the end, wrapping
-    outside.u32(PSDICCTag::TAGID_LUMINANCE).u32(204).u32(20).u32(PSDICCTag::TAGID_MEDIA_WHITE_POINT).u32(224).u32(8);
-    outside.u32(PSDICCTag::TAGID_CPRT).u32(231).u32(1).u32(PSDICCTag::TAGID_MEDIA_BLACK_POINT).u32(233).u32(4);
-    outside.u32(PSDICCTag::TAGID_RED_COLORANT).u32(0xFFFFFFF0).u32(0x20);
-    outside.u32(PSDICCTag::TAGID_GREEN_COLORANT).u32(4).u32(0xFFFFFFFF);
-    outside.str("XYZ ").zeros(4).u32(0x10000).u32(0x20000).u32(0x30000);
-    Bytes shared;  // three entries on one curve: encoded, each gets bytes of its own
+// Three entries on one curve: each gets bytes of its own, and the block is re-encoded
+// with a copy per tag, so that it writes what its size states.
+TEST(IccProfile, EntriesOnSharedBytesGetCopiesOfTheirOwn) {
+    Bytes shared;
     for (unsigned long id : {0x72545243UL, 0x67545243UL, 0x62545243UL}) shared.u32(id).u32(168).u32(14);  // r, g, bTRC
     shared.str("curv").zeros(4).u32(1).u16(0x0100).zeros(2);
-    // Per case: the profile, per tag read 1 with a payload and 0 without, a piece of the report, and
-    // the size it is re-encoded to (132 + 12 and the padded size per tag), 0 when it goes out raw.
-    const struct {
-        std::vector<char> profile;
-        const char *payloads, *report;
-        unsigned long encoded;
-    } cases[] = {
-        {tiny, "", "Hdr:ProfileSize:132\nHdr:CMMType:\n", 0},
-        {lino, "", "Hdr:ProfileSize:99\nHdr:CMMType:L\n", 132},
-        {Profile(0xFFFFFFFF, twoTags, 189), "1100",
-         "Num Tags:4\n\n   TagID:cprt\n   TagOffset:156\n   TagSize:12\n"
-         "   TagData:abc\n",
-         0},
-        {Profile(6, outside, 232), "110000",
-         "X:1.000000 Y:2.000000 Z:3.000000\n\n\n   TagID:wtpt\n   TagOffset:224\n"
-         "   TagSize:8\n   TagData:\n\n\n   TagID:cprt\n   TagOffset:231\n",
-         0},
-        {Profile(3, shared, 184), "111", "   TagID:bTRC\n   TagOffset:168\n   TagSize:14\n   TagData:Count:1\n",
-         132 + 3 * 12 + 3 * 16},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(psdtest::Hex(c.profile.data(), std::min<std::size_t>(c.profile.size(), 8)));
-        auto block = Decoded(Framed(c.profile));
-        std::string payloads;
-        std::set<char*> buffers;  // entries on the same bytes get copies of their own
-        for (unsigned long i = 0; i < block->GetNumTags(); ++i) {
-            payloads += block->GetTag(i)->GetTagData() != nullptr ? '1' : '0';
-            if (block->GetTag(i)->GetTagData() != nullptr) buffers.insert(block->GetTag(i)->GetTagData());
-        }
-        EXPECT_EQ(payloads, c.payloads);
-        EXPECT_EQ(buffers.size(), static_cast<std::size_t>(std::count(payloads.begin(), payloads.end(), '1')));
-        EXPECT_NE(Report(block.get()).find(c.report), std::string::npos) << Report(block.get());
-        // Tags that lost their bytes keep the block raw; otherwise it is re-encoded. Either
-        // way the block writes what its size states, so the section's length word stays true.
-        block->UpdateSizesForWrite();
-        std::vector<char> written = WrittenBytes(block.get());
-        EXPECT_EQ(written.size(), block->GetResourceBlockSize());
-        if (c.encoded == 0) {
-            EXPECT_EQ(written, Framed(c.profile).data);
-        } else {
-            EXPECT_EQ(written.size(), 12 + c.encoded);
-            EXPECT_EQ(Hex(written, 8, 4), psdtest::Hex(Bytes().u32(c.encoded).data.data(), 4));
-        }
-    }
+    auto block = Decoded(Framed(Profile(3, shared, 184)));
+    ASSERT_EQ(block->GetNumTags(), 3u);
+    std::set<char*> buffers;
+    for (unsigned long i = 0; i < 3; ++i) buffers.insert(block->GetTag(i)->GetTagData());
+    EXPECT_EQ(buffers.size(), 3u);
+    EXPECT_EQ(buffers.count(nullptr), 0u);
+    EXPECT_NE(psdtest::CaptureStdout([&block] {
+                  block->PrintInfo();
+              }).find("   TagID:bTRC\n   TagOffset:168\n   TagSize:14\n   TagData:Count:1\n"),
+              std::string::npos);
+    block->UpdateSizesForWrite();
+    const unsigned long encoded = 132 + 3 * 12 + 3 * 16;
+    std::vector<char> written = WrittenBytes(block.get());
+    EXPECT_EQ(written.size(), block->GetResourceBlockSize());
+    EXPECT_EQ(written.size(), 12 + encoded);
+    EXPECT_EQ(Hex(written, 8, 4), psdtest::Hex(Bytes().u32(encoded).data.data(), 4));
 }
 
 TEST(IccProfile, ManyEntriesOnOneLargeTagStayBounded) {
@@ -442,71 +267,4 @@ TEST(IccProfile, ManyEntriesOnOneLargeTagStayBounded) {
             if (block->GetTag(i)->GetTagData() != nullptr) held += block->GetTag(i)->GetPaddedTagSize();
         EXPECT_LE(held, p.size() + 64 * 1024);
     }
-}
-
-TEST(IccProfile, ReadBlockEncodedOnlyWhenItsSizesFit) {
-    // One tag of a type the tag does not know, with a padding byte that is not zero: encoding
-    // gives the block's own sizes, so the fields are written and the tag passes through whole.
-    Bytes rest = Bytes().u32(0x41324230).u32(144).u32(11).str("mft2").u32(0x01020304).str("xyz").u8(0xEE);
-    std::vector<char> p = Profile(1, rest, 156);
-    std::copy_n("Lino", 4, p.begin() + 4);
-    auto block = Decoded(Framed(p));
-    EXPECT_NE(Report(block.get()).find("   TagID:A2B0\n   TagOffset:144\n   TagSize:11\n   TagData:\n"),
-              std::string::npos);
-    std::vector<char> written = WrittenBytes(block.get(), 12);
-    EXPECT_EQ(Text(written, 4, 4) + Text(written, 36, 4), "oniLacsp");
-    EXPECT_EQ(Text(written, 128, 28), Text(p, 128, 28));
-    // Read with a name, the same block is re-encoded with an empty name and takes the new size.
-    auto named = Decoded(Framed(p, "icc"));
-    named->UpdateSizesForWrite();
-    EXPECT_EQ(named->GetResourceBlockSize(), 12 + 156UL);
-    std::vector<char> again = WrittenBytes(named.get());
-    EXPECT_EQ(Hex(again, 0, 12), psdtest::Hex(Bytes().str("8BIM").u16(1039).u16(0).u32(156).data.data(), 12));
-    EXPECT_EQ(Text(again, 12 + 128, 28), Text(p, 128, 28));
-}
-
-TEST(IccCorpus, ProfilesDecodeAsLittleCMSReadsThemAndTheCommandHandsThemOut) {
-    PSDTEST_REQUIRE_CORPUS();
-    psdtest::TempDir dir;
-    int files = 0;
-    for (const auto& facts : psdtest::CorpusFacts()) {
-        if (!facts.value("valid", false) || !facts.contains("resources")) continue;
-        for (const auto& resource : facts["resources"]) {
-            if (resource["id"] != 1039) continue;
-            const std::string name = facts["file"];
-            SCOPED_TRACE(name);
-            ++files;
-            psdkit::PhotoshopFile document;
-            ASSERT_TRUE(document.OpenReadFile(psdtest::CorpusPath(name).c_str()));
-            PSDICCProfileRB* block = nullptr;
-            psdkit::PSDImageRes* resources = document.GetImageResources();
-            for (unsigned long i = 0; i < resources->GetNumResourceBlocks() && block == nullptr; ++i)
-                block = dynamic_cast<PSDICCProfileRB*>(resources->GetResourceBlock(i));
-            ASSERT_NE(block, nullptr);
-            std::vector<char> bytes(block->GetDataBlock(), block->GetDataBlock() + block->GetDataBlockSize());
-            EXPECT_EQ(bytes.size(), resource["data_size"].get<unsigned long>());
-            auto peer = OpenLcms(bytes);
-            ASSERT_NE(peer, nullptr);
-            EXPECT_EQ(block->GetHdrProfileSize(), bytes.size());
-            EXPECT_EQ(block->GetHdrColorSpace(), static_cast<unsigned long>(cmsGetColorSpace(peer.get())));
-            EXPECT_EQ(block->GetHdrConnectionSpace(), static_cast<unsigned long>(cmsGetPCS(peer.get())));
-            EXPECT_EQ(block->GetHdrProfileClass(), static_cast<unsigned long>(cmsGetDeviceClass(peer.get())));
-            ASSERT_EQ(block->GetNumTags(), static_cast<unsigned long>(cmsGetTagCount(peer.get())));
-            for (cmsUInt32Number t = 0; t < block->GetNumTags(); ++t) {
-                EXPECT_EQ(block->GetTag(t)->GetTagID(), static_cast<unsigned long>(cmsGetTagSignature(peer.get(), t)));
-                EXPECT_NE(block->GetTag(t)->GetTagData(), nullptr) << "tag " << t;
-            }
-            PSDICCTag* copyright = block->FindTag(PSDICCTag::TAGID_CPRT);
-            if (copyright != nullptr && copyright->GetCopyright() != nullptr) {
-                char text[1024] = {0};
-                cmsGetProfileInfoASCII(peer.get(), cmsInfoCopyright, "en", "US", text, sizeof(text));
-                EXPECT_STREQ(copyright->GetCopyright(), text);
-            }
-            std::string out = dir.Path(name + ".icc");
-            psdtest::RunResult result = RunCli({"icc", psdtest::CorpusPath(name), out});
-            ASSERT_EQ(result.exitCode, 0) << result.err;
-            EXPECT_EQ(psdtest::ReadFile(out), bytes);
-        }
-    }
-    EXPECT_GT(files, 0) << "the corpus facts list no file with a profile resource";
 }

@@ -1,4 +1,4 @@
-// The frame of a resource block: reading, sizes, Copy, the ID texts.
+// The frame of a resource block: reading, sizes, Copy.
 
 #include <gtest/gtest.h>
 
@@ -49,20 +49,6 @@ TEST(ResourceBlock, ReadCopyAndWriteBack) {
         EXPECT_EQ(Written(copy, true), HexOf(Header(c.id, c.payload.size())));
     }
     EXPECT_EQ(in.tellg(), static_cast<long>(file.size()));
-}
-
-TEST(ResourceBlock, IdTexts) {
-    PSDGenericResourceBlock block;
-    for (const char* text : {" 1000 - Obsolete", " 1027 - Obsolete", " 1012 - Grayscale & Multichannel Halftoning",
-                             " 1019 - Effective B/W Values", " 1036 - Thumbnail Resource", " 1057 - Version Info",
-                             " 2998 - Path Info", " 2999 - Clipping Path"}) {
-        block.SetResourceID(static_cast<unsigned short>(std::stoi(text)));
-        EXPECT_STREQ(block.GetIDAsName(), text);
-    }
-    for (unsigned short id : {0, 1002, 1004, 1031, 1048, 1055, 1056, 65535}) {
-        block.SetResourceID(id);
-        EXPECT_EQ(block.GetIDAsName(), RS_UNKNOWN_STR) << id;  // the shared text, not a copy
-    }
 }
 
 }  // namespace
