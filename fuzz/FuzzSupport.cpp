@@ -26,35 +26,24 @@ volatile unsigned long sink;
 }  // namespace
 
 void Init() {
-    static bool done = false;
-    if (done) return;
-    done = true;
     // Never destroyed: std::cout is flushed at exit, after static objects go.
-    static NullBuffer* null = new NullBuffer;
-    std::cout.rdbuf(null);
+    static std::streambuf* previous = std::cout.rdbuf(new NullBuffer);
+    (void)previous;
 }
 
 MemFile::MemFile(const char* name) : fd(memfd_create(name, MFD_CLOEXEC)) {
-    std::snprintf(path, sizeof path, "/proc/%d/fd/%d", static_cast<int>(getpid()), fd);
-    if (fd >= 0) return;
-    // No memfd: a file in /tmp, removed with the object.
-    std::snprintf(path, sizeof path, "/tmp/%s-XXXXXX", name);
-    fd = mkstemp(path);
     if (fd < 0) {
         std::fprintf(stderr, "psdkit fuzz: cannot make a file for the input\n");
         std::abort();
     }
+    std::snprintf(path, sizeof path, "/proc/%d/fd/%d", static_cast<int>(getpid()), fd);
 }
 
-MemFile::~MemFile() {
-    if (std::strncmp(path, "/proc/", 6) != 0) unlink(path);
-    close(fd);
-}
+MemFile::~MemFile() { close(fd); }
 
 bool MemFile::Put(const std::uint8_t* data, std::size_t size) {
     if (ftruncate(fd, 0) != 0) return false;
-    std::size_t done = 0;
-    while (done < size) {
+    for (std::size_t done = 0; done < size;) {
         ssize_t n = pwrite(fd, data + done, size - done, static_cast<off_t>(done));
         if (n <= 0) return false;
         done += static_cast<std::size_t>(n);
@@ -62,12 +51,9 @@ bool MemFile::Put(const std::uint8_t* data, std::size_t size) {
     return true;
 }
 
-bool MemFile::Clear() { return ftruncate(fd, 0) == 0; }
-
 std::size_t MemFile::Size() const {
     struct stat info;
-    if (fstat(fd, &info) != 0) return 0;
-    return static_cast<std::size_t>(info.st_size);
+    return fstat(fd, &info) == 0 ? static_cast<std::size_t>(info.st_size) : 0;
 }
 
 void Use(const char* text) {
@@ -75,8 +61,6 @@ void Use(const char* text) {
 }
 
 void Use(unsigned long value) { sink = sink + value; }
-
-void Use(double value) { sink = sink + (value > 0 ? 1 : 0); }
 
 void Touch(const char* data, unsigned long size) {
     unsigned long sum = 0;

@@ -7,44 +7,35 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <fstream>
 
 namespace psdfuzz {
 
 // Call first in every run: routes std::cout to nowhere (once per process).
 void Init();
 
-// A file that lives in memory (memfd, or /tmp where memfd is missing),
-// reachable through a path so that std::ifstream and std::ofstream open it.
+// A memfd reachable through a path, so that std::ifstream and std::ofstream open it.
 class MemFile {
 public:
     explicit MemFile(const char* name);
     ~MemFile();
+    MemFile(const MemFile&) = delete;
+    MemFile& operator=(const MemFile&) = delete;
     // Replaces the whole content. False when the file could not be written.
     bool Put(const std::uint8_t* data, std::size_t size);
-    // Empties the file.
-    bool Clear();
-    // Bytes the file holds now.
     std::size_t Size() const;
     const char* Path() const { return path; }
 
 private:
-    MemFile(const MemFile&) = delete;
-    MemFile& operator=(const MemFile&) = delete;
     int fd;
-    char path[96];
+    char path[64];
 };
 
-// Consumes a value: texts are measured with strlen (so an unterminated text
-// shows under AddressSanitizer) and bytes are read.
+// Consumes a value: texts are measured (an unterminated one shows under ASan), bytes read.
 void Use(const char* text);
 void Use(unsigned long value);
-void Use(double value);
-// Reads every byte of [data, data + size).
 void Touch(const char* data, unsigned long size);
 
-// Reports a broken promise of the library and ends the run with abort(), so
-// that the fuzzer keeps the input.
+// Reports a broken promise of the library and aborts, so that the fuzzer keeps the input.
 [[noreturn]] void Fail(const char* what, unsigned long expected, unsigned long got);
 
 }  // namespace psdfuzz

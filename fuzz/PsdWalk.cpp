@@ -1,5 +1,8 @@
 #include "PsdWalk.h"
 
+#include <dirent.h>
+
+#include <algorithm>
 #include <cstring>
 
 namespace psdwalk {
@@ -10,18 +13,11 @@ namespace {
 // of a file's values can wrap.
 bool Fits(std::size_t offset, std::size_t n, std::size_t end) { return offset <= end && n <= end - offset; }
 
-unsigned long U32(const unsigned char* p) {
-    return static_cast<unsigned long>(p[0]) << 24 | static_cast<unsigned long>(p[1]) << 16 |
-           static_cast<unsigned long>(p[2]) << 8 | p[3];
-}
-unsigned U16(const unsigned char* p) { return static_cast<unsigned>(p[0]) << 8 | p[1]; }
-
 void Add(std::vector<Field>* fields, std::size_t offset, unsigned width, const std::string& what) {
     fields->push_back(Field{offset, width, what});
 }
 
-// Layer records from the count word at `at`, inside [at, end). The channel
-// data follows the records; its lengths are known from the records.
+// Layer records from the count word at `at`, inside [at, end).
 void WalkRecords(const unsigned char* d, std::size_t at, std::size_t end, std::size_t base,
                  std::vector<Field>* fields) {
     if (!Fits(at, 2, end)) return;
@@ -29,7 +25,6 @@ void WalkRecords(const unsigned char* d, std::size_t at, std::size_t end, std::s
     int count = static_cast<short>(U16(d + at));
     unsigned records = static_cast<unsigned>(count < 0 ? -count : count);
     std::size_t p = at + 2;
-    std::vector<std::pair<std::size_t, unsigned long>> channels;  // field offset, length
     for (unsigned r = 0; r < records; ++r) {
         if (!Fits(p, 18, end)) return;
         Add(fields, base + p + 16, 2, "channel count");
@@ -38,7 +33,6 @@ void WalkRecords(const unsigned char* d, std::size_t at, std::size_t end, std::s
         for (unsigned c = 0; c < nc; ++c) {
             if (!Fits(q, 6, end)) return;
             Add(fields, base + q + 2, 4, "channel length");
-            channels.emplace_back(q + 2, U32(d + q + 2));
             q += 6;
         }
         if (!Fits(q, 16, end)) return;
@@ -69,14 +63,7 @@ void WalkRecords(const unsigned char* d, std::size_t at, std::size_t end, std::s
         }
         p = extraEnd;
     }
-    // The channel data: a compression word and the rest of each channel.
-    for (const auto& channel : channels) {
-        if (channel.second < 2 || !Fits(p, channel.second, end)) return;
-        p += channel.second;
-    }
 }
-
-}  // namespace
 
 void WalkLayerSection(const unsigned char* d, std::size_t size, std::size_t base, std::vector<Field>* fields) {
     if (!Fits(0, 4, size)) return;
@@ -140,10 +127,17 @@ void WalkThumbnail(const unsigned char*, std::size_t size, std::size_t base, std
     Add(fields, base + 20, 4, "thumbnail compressed size");
 }
 
+}  // namespace
+
+unsigned long U32(const unsigned char* p) {
+    return static_cast<unsigned long>(p[0]) << 24 | static_cast<unsigned long>(p[1]) << 16 |
+           static_cast<unsigned long>(p[2]) << 8 | p[3];
+}
+unsigned U16(const unsigned char* p) { return static_cast<unsigned>(p[0]) << 8 | p[1]; }
+
 Layout Walk(const unsigned char* d, std::size_t size) {
     Layout layout;
     if (!Fits(0, 26, size)) return layout;
-    layout.header = std::memcmp(d, "8BPS", 4) == 0;
     Add(&layout.fields, 12, 2, "channels");
     Add(&layout.fields, 14, 4, "rows");
     Add(&layout.fields, 18, 4, "columns");
@@ -191,6 +185,24 @@ Layout Walk(const unsigned char* d, std::size_t size) {
     if (!Fits(p + 4, layers, size)) return layout;
     layout.composite = p + 4 + layers;
     return layout;
+}
+
+std::vector<std::string> Files(const std::string& dir, const std::vector<std::string>& suffixes) {
+    std::vector<std::string> names;
+    if (DIR* d = opendir(dir.c_str())) {
+        while (dirent* entry = readdir(d)) {
+            const std::string name = entry->d_name;
+            for (const std::string& tail : suffixes)
+                if (name[0] != '.' && entry->d_type != DT_DIR && name.size() >= tail.size() &&
+                    name.compare(name.size() - tail.size(), tail.size(), tail) == 0) {
+                    names.push_back(name);
+                    break;
+                }
+        }
+        closedir(d);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 }  // namespace psdwalk

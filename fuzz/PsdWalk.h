@@ -12,8 +12,7 @@
 
 namespace psdwalk {
 
-// A length (or count) field: its offset in the file, its width in bytes (1, 2
-// or 4) and what it measures.
+// A length or count field: its offset, its width in bytes and what it measures.
 struct Field {
     std::size_t offset;
     unsigned width;
@@ -27,16 +26,14 @@ struct Span {
     bool present = false;
 };
 
-// One image resource block: its ID and the bytes of its payload (without the
-// pad byte), cut to what the file holds.
+// An image resource block: its ID and its payload, cut to what the file holds.
 struct Block {
     unsigned id;
     Span data;
 };
 
 struct Layout {
-    bool header = false;  // 26 bytes with "8BPS"
-    Span resources;       // the image resources section with its length word
+    Span resources;  // the image resources section with its length word
     std::vector<Block> blocks;
     Span layers;                // the layer and mask section with its length word
     std::size_t composite = 0;  // offset of the composite's compression word (0: not reached)
@@ -45,12 +42,13 @@ struct Layout {
 
 Layout Walk(const unsigned char* data, std::size_t size);
 
-// ICC profile and thumbnail payloads, walked on their own bytes; `base` is
-// added to every offset so that fields land at their place in the file.
-void WalkIccProfile(const unsigned char* data, std::size_t size, std::size_t base, std::vector<Field>* fields);
-void WalkThumbnail(const unsigned char* data, std::size_t size, std::size_t base, std::vector<Field>* fields);
-// The layer and mask section, starting at its length word.
-void WalkLayerSection(const unsigned char* data, std::size_t size, std::size_t base, std::vector<Field>* fields);
+// Big-endian words.
+unsigned long U32(const unsigned char* p);
+unsigned U16(const unsigned char* p);
+
+// Names of the files in `dir` that end in one of `suffixes` (any name when it
+// holds ""), sorted; none when `dir` cannot be read.
+std::vector<std::string> Files(const std::string& dir, const std::vector<std::string>& suffixes);
 
 }  // namespace psdwalk
 

@@ -1,15 +1,8 @@
-// Runs a fuzz target without libFuzzer: every file named on the command line,
-// and every file in every directory named there, once each, in name order.
-// Used by ctest to replay the saved inputs and the seed corpora.
-//
-//   replay_<target> [--suffix .ext] PATH...
-//
-// --suffix keeps only files whose names end in .ext (in directories; files
-// named directly always run). Missing paths are skipped with a note.
+// replay_<target> [--suffix .ext] PATH...: the fuzz target without libFuzzer,
+// once on each file named and on each file of each directory named (in name
+// order, with --suffix only names ending in .ext). ctest replays the saved
+// inputs and the seed corpora with it.
 
-#include <dirent.h>
-
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
@@ -17,26 +10,19 @@
 #include <string>
 #include <vector>
 
+#include "PsdWalk.h"
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 int main(int argc, char** argv) {
     std::string suffix;
     std::vector<std::string> inputs;
     for (int i = 1; i < argc; ++i) {
-        std::string arg = argv[i];
+        const std::string arg = argv[i];
         if (arg == "--suffix" && i + 1 < argc) {
             suffix = argv[++i];
-        } else if (DIR* dir = opendir(arg.c_str())) {
-            std::vector<std::string> names;
-            while (dirent* entry = readdir(dir)) {
-                std::string name = entry->d_name;
-                bool kept = name.size() >= suffix.size() &&
-                            name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0;
-                if (name[0] != '.' && kept && entry->d_type != DT_DIR) names.push_back(arg + "/" + name);
-            }
-            closedir(dir);
-            std::sort(names.begin(), names.end());
-            inputs.insert(inputs.end(), names.begin(), names.end());
+        } else if (std::ifstream(arg + "/.")) {
+            for (const std::string& name : psdwalk::Files(arg, {suffix})) inputs.push_back(arg + "/" + name);
         } else if (std::ifstream(arg)) {
             inputs.push_back(arg);
         } else {

@@ -17,18 +17,6 @@ if(EXISTS ${PROJECT_SOURCE_DIR}/psdkit/thumbnail/PSDThumbnailRB.h)
   list(APPEND PSDKIT_FUZZ_TARGETS thumbnail)
 endif()
 
-# The layer section reader always exists; the record accessors and their
-# AsName operations are walked once the layer model declares them.
-set(_psdkit_layers_header ${PROJECT_SOURCE_DIR}/psdkit/layers/PSDLayers.h)
-set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${_psdkit_layers_header})
-file(READ ${_psdkit_layers_header} _psdkit_layers_text)
-string(FIND "${_psdkit_layers_text}" "GetLayerRecordFlagsAsName" _psdkit_layers_found)
-if(_psdkit_layers_found EQUAL -1)
-  set(PSDKIT_FUZZ_HAVE_LAYER_MODEL OFF)
-else()
-  set(PSDKIT_FUZZ_HAVE_LAYER_MODEL ON)
-endif()
-
 # Name ending of the saved inputs of each target in tests/data/corrupt.
 set(PSDKIT_FUZZ_SUFFIX_file .psd)
 set(PSDKIT_FUZZ_SUFFIX_resources .res)
@@ -45,15 +33,13 @@ function(psdkit_fuzz_common)
     return()
   endif()
   add_library(psdkit_fuzz_support STATIC ${PSDKIT_FUZZ_DIR}/FuzzSupport.cpp ${PSDKIT_FUZZ_DIR}/Exercise.cpp)
-  target_link_libraries(psdkit_fuzz_support PUBLIC psdkit)
+  target_link_libraries(psdkit_fuzz_support PUBLIC psdkit psdkit_psd_walk)
   target_include_directories(psdkit_fuzz_support PUBLIC ${PSDKIT_FUZZ_DIR})
-  if(PSDKIT_FUZZ_HAVE_LAYER_MODEL)
-    target_compile_definitions(psdkit_fuzz_support PRIVATE PSDKIT_FUZZ_HAVE_LAYER_MODEL)
-  endif()
   add_library(psdkit_psd_walk STATIC ${PSDKIT_FUZZ_DIR}/PsdWalk.cpp)
   target_include_directories(psdkit_psd_walk PUBLIC ${PSDKIT_FUZZ_DIR})
   add_executable(psdkit_fuzz_seeds ${PSDKIT_FUZZ_DIR}/ExtractSeeds.cpp)
-  target_link_libraries(psdkit_fuzz_seeds PRIVATE psdkit_psd_walk)
+  find_package(ZLIB REQUIRED)
+  target_link_libraries(psdkit_fuzz_seeds PRIVATE psdkit_psd_walk ZLIB::ZLIB)
 endfunction()
 
 # replay_<name>: the target behind a plain main() that runs saved inputs.

@@ -14,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     psdfuzz::Init();
     static psdfuzz::MemFile input("psdkit-fuzz-resources-in");
     static psdfuzz::MemFile output("psdkit-fuzz-resources-out");
-    if (!input.Put(data, size) || !output.Clear()) return 0;
+    if (!input.Put(data, size) || !output.Put(nullptr, 0)) return 0;
 
     std::ifstream in(input.Path(), std::ios_base::in | std::ios_base::binary);
     std::ofstream out(output.Path(), std::ios_base::out | std::ios_base::binary | std::ios_base::trunc);
