@@ -46,6 +46,7 @@ int RunInfo(const std::vector<std::string>& args);
 int RunWrite(const std::vector<std::string>& args);
 int RunThumbnail(const std::vector<std::string>& args);
 int RunIcc(const std::vector<std::string>& args);
+int RunExport(const std::vector<std::string>& args);
 
 }  // namespace cli
 }  // namespace psdkit

@@ -1,12 +1,12 @@
-// psdkit write: a PSD file from a PPM or PGM image.
+// psdkit write: a PSD file from a PNG, PPM or PGM image.
 
-#include <unistd.h>
-
-#include <cstdio>
+#include <cstring>
 #include <iostream>
 
 #include "Cli.h"
-#include "Netpbm.h"
+#include "OutputFile.h"
+#include "Raster.h"
+#include "psdkit/pixels/PSDPlaneEncoder.h"
 
 namespace psdkit {
 namespace cli {
@@ -14,19 +14,43 @@ namespace cli {
 namespace {
 
 const char* WRITE_USAGE =
-    "usage: psdkit write OUT.psd --from IMAGE [--force]\n"
+    "usage: psdkit write OUT.psd --from IMAGE [--compression raw|rle] [--force]\n"
     "\n"
-    "Writes a flat PSD file from a binary PPM (P6, RGB) or PGM (P5, grayscale)\n"
-    "image of 8-bit samples.\n"
+    "Writes a flat PSD file from a PNG, a binary PPM (P6) or a PGM (P5) image of\n"
+    "8 or 16 bits. Gray images give a Grayscale document, colour ones RGB; an\n"
+    "alpha channel becomes one more channel after the colours.\n"
     "\n"
-    "  --from IMAGE   the source image\n"
-    "  --force        replace OUT.psd if it exists\n";
+    "  --from IMAGE          the source image\n"
+    "  --compression MODE    raw (the default) or rle\n"
+    "  --force               replace OUT.psd if it exists\n";
+
+// Interleaved samples to planes one after the other, 16-bit ones big-endian
+// as the file stores them.
+std::vector<char> ToPlanes(const Raster& image) {
+    const unsigned long pixels = image.width * image.height;
+    const unsigned bytes = image.depth / 8;
+    std::vector<char> planes(pixels * image.channels * bytes);
+    for (unsigned c = 0; c < image.channels; ++c) {
+        char* plane = planes.data() + c * pixels * bytes;
+        if (bytes == 1) {
+            const unsigned char* s = image.samples.data() + c;
+            for (unsigned long i = 0; i < pixels; ++i, s += image.channels) plane[i] = static_cast<char>(*s);
+        } else {
+            const unsigned short* s = reinterpret_cast<const unsigned short*>(image.samples.data()) + c;
+            for (unsigned long i = 0; i < pixels; ++i, s += image.channels) {
+                plane[2 * i] = static_cast<char>(*s >> 8);
+                plane[2 * i + 1] = static_cast<char>(*s & 0xFF);
+            }
+        }
+    }
+    return planes;
+}
 
 }  // namespace
 
 int RunWrite(const std::vector<std::string>& args) {
     std::string out, from;
-    bool force = false;
+    bool force = false, rle = false;
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
         if (IsHelp(arg)) {
@@ -38,6 +62,10 @@ int RunWrite(const std::vector<std::string>& args) {
         } else if (arg == "--from") {
             if (i + 1 >= args.size()) return Fail(EXIT_USAGE, "write: --from needs an image");
             from = args[++i];
+        } else if (arg == "--compression") {
+            if (i + 1 >= args.size() || (args[i + 1] != "raw" && args[i + 1] != "rle"))
+                return Fail(EXIT_USAGE, "write: --compression takes raw or rle");
+            rle = args[++i] == "rle";
         } else if (!arg.empty() && arg[0] == '-') {
             return Fail(EXIT_USAGE, "write: unknown option '" + arg + "'");
         } else if (out.empty()) {
@@ -48,45 +76,53 @@ int RunWrite(const std::vector<std::string>& args) {
     }
     if (out.empty()) return Fail(EXIT_USAGE, "write: no output file given (see psdkit write --help)");
     if (from.empty()) return Fail(EXIT_USAGE, "write: no source image given (--from IMAGE)");
-    if (!force && PathExists(out)) return Fail(EXIT_FAILURE_RUN, out + ": file exists (use --force to overwrite)");
-    if (IsSpecialFile(out)) return Fail(EXIT_FAILURE_RUN, out + ": not a regular file; refusing to replace it");
-
-    NetpbmImage image;
+    OutputFile output;
     std::string error;
-    if (!ReadNetpbm(from, &image, &error)) return Fail(EXIT_FAILURE_RUN, error);
+    if (!output.Prepare(out, force, &error)) return Fail(EXIT_FAILURE_RUN, error);
 
-    // Write beside the target and move into place only when all went well, so
-    // a failed write leaves no partial file and replaces nothing.
-    std::string temporary = out + ".psdkit-" + std::to_string(getpid()) + ".tmp";
+    Raster image;
+    if (!ReadImage(from, &image, &error)) return Fail(EXIT_FAILURE_RUN, error);
+    std::vector<char> planes = ToPlanes(image);
+    const unsigned short channels = static_cast<unsigned short>(image.channels);
+    const bool gray = channels <= 2;
+
     PhotoshopFile document;
-    document.OpenWriteFile(temporary.c_str());
+    if (!document.OpenWriteFile(output.GetTemporaryName().c_str())) return Fail(EXIT_FAILURE_RUN, out + ": cannot create file");
     document.SetImageWidth(image.width);
     document.SetImageHeight(image.height);
+    document.SetImageChannels(channels);
+    document.SetImageDepth(static_cast<unsigned short>(image.depth));
+    document.SetImageMode(gray ? PSDHeader::MODE_GRAYSCALE : PSDHeader::MODE_RGB);
     bool stored;
-    if (image.channels == 3) {
-        stored = document.SetPlanarImageData(image.planes[0].data(), image.planes[1].data(), image.planes[2].data(),
-                                             image.width * image.height);
+    if (rle) {
+        std::vector<const char*> pointers(channels);
+        const unsigned long planeLength = image.width * image.height * (image.depth / 8);
+        for (unsigned short c = 0; c < channels; ++c) pointers[c] = planes.data() + c * planeLength;
+        std::vector<char> encoded;
+        stored = PSDPlaneEncoder::EncodeRLE(pointers.data(), channels, image.width, image.height,
+                                            static_cast<unsigned short>(image.depth), encoded);
+        if (!stored) {
+            document.GetFile()->CloseFile();
+            return Fail(EXIT_FAILURE_RUN, from + ": the image is too wide for RLE rows (use --compression raw)");
+        }
+        std::vector<char>().swap(planes);
+        document.SetImageCompression(PSDImageData::COMPRESSION_RLE);
+        stored = document.SetImageData(encoded.data(), encoded.size());
     } else {
-        document.SetImageChannels(1);
-        document.SetImageMode(PSDHeader::MODE_GRAYSCALE);
-        stored = document.SetImageData(image.planes[0].data(), image.width * image.height);
+        stored = document.SetImageData(planes.data(), planes.size());
     }
     if (!stored) {
         document.GetFile()->CloseFile();
-        std::remove(temporary.c_str());
         return Fail(EXIT_FAILURE_RUN, "out of memory for the image");
     }
     if (!document.CommitWriteFile()) {
         document.GetFile()->CloseFile();
-        std::remove(temporary.c_str());
         return Fail(EXIT_FAILURE_RUN, out + ": write failed");
     }
-    if (std::rename(temporary.c_str(), out.c_str()) != 0) {
-        std::remove(temporary.c_str());
-        return Fail(EXIT_FAILURE_RUN, out + ": cannot move the written file into place");
-    }
+    if (!output.Commit(&error)) return Fail(EXIT_FAILURE_RUN, error);
     std::cout << "wrote " << out << ": " << image.width << "x" << image.height << ", "
-              << (image.channels == 3 ? "RGB" : "Grayscale") << ", 8 bits\n";
+              << (gray ? "Grayscale" : "RGB") << (channels % 2 == 0 ? " with alpha" : "") << ", " << image.depth
+              << " bits, " << (rle ? "RLE" : "raw") << "\n";
     return EXIT_OK;
 }
 

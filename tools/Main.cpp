@@ -14,7 +14,8 @@ const char* USAGE =
     "commands:\n"
     "  demo [OUT.psd]                 write a built-in 640x480 RGB image, read it back and check it\n"
     "  info [--raw-resources] FILE    print what a PSD file holds\n"
-    "  write OUT.psd --from IMAGE     write a PSD file from a binary PPM (P6) or PGM (P5) image\n"
+    "  write OUT.psd --from IMAGE     write a PSD file from a PNG, PPM (P6) or PGM (P5) image\n"
+    "  export FILE OUT                write the composite image as PNG, PPM, PGM or PAM\n"
     "  thumbnail FILE OUT.jpg         extract the JPEG thumbnail of a PSD file\n"
     "  icc FILE OUT.icc               extract the embedded ICC profile of a PSD file\n"
     "\n"
@@ -39,5 +40,6 @@ int main(int argc, char** argv) {
     if (command == "write") return RunWrite(args);
     if (command == "thumbnail") return RunThumbnail(args);
     if (command == "icc") return RunIcc(args);
+    if (command == "export") return RunExport(args);
     return Fail(EXIT_USAGE, "unknown command '" + command + "' (see psdkit --help)");
 }

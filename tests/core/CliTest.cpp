@@ -122,7 +122,7 @@ TEST(Cli, WriteRefusesAndLeavesFilesAlone) {
         {"demo", "--force", "/dev/null"}};
     for (const psdtest::Bytes& image :
          {Netpbm('6', 4, 4, 1), psdtest::Bytes().str("P6\n4 x\n255\n").zeros(48),
-          psdtest::Bytes().str("P3\n1 1\n255\n1 2 3\n"), psdtest::Bytes().str("P6\n1 1\n65535\n").zeros(6),
+          psdtest::Bytes().str("P3\n1 1\n255\n1 2 3\n"), psdtest::Bytes().str("P6\n1 1\n65536\n").zeros(12),
           psdtest::Bytes().str("P5\n0 4\n255\n")})
         refused.push_back({"write", out, "--from", dir.Write("bad" + std::to_string(refused.size()), image)});
     for (const auto& args : refused) {
