@@ -47,6 +47,8 @@ int RunWrite(const std::vector<std::string>& args);
 int RunThumbnail(const std::vector<std::string>& args);
 int RunIcc(const std::vector<std::string>& args);
 int RunExport(const std::vector<std::string>& args);
+// export FILE --layers DIR: every layer as PNG plus a manifest.
+int RunExportLayers(const std::vector<std::string>& args);
 
 }  // namespace cli
 }  // namespace psdkit
