@@ -3,6 +3,7 @@
 //   psdkit_fuzz_seeds CORPUS_DIR OUT_DIR
 //
 // OUT_DIR/file       the files themselves
+// OUT_DIR/layerpix   the files again, for the layer pixel target
 // OUT_DIR/resources  each file's image resources section, from its length word
 // OUT_DIR/icc        the payload of every 1039 block
 // OUT_DIR/thumbnail  the payload of every 1036 block
@@ -49,7 +50,7 @@ int main(int argc, char** argv) {
     const char* env = std::getenv("PSDKIT_CORPUS");
     std::string corpus = (env != nullptr && *env != 0) ? env : argv[1];
     std::string out = argv[2];
-    const char* kinds[] = {"file", "resources", "icc", "thumbnail", "layers"};
+    const char* kinds[] = {"file", "resources", "icc", "thumbnail", "layers", "layerpix"};
     mkdir(out.c_str(), 0755);
     for (const char* kind : kinds) mkdir((out + "/" + kind).c_str(), 0755);
 
@@ -73,6 +74,7 @@ int main(int argc, char** argv) {
         std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
         std::string stem = name.substr(0, name.size() - 4);
         ok &= Save(out + "/file/" + name, bytes, 0, bytes.size());
+        ok &= Save(out + "/layerpix/" + name, bytes, 0, bytes.size());
         ++counts[0];
         psdwalk::Layout layout = psdwalk::Walk(bytes.data(), bytes.size());
         if (layout.resources.present) {
