@@ -31,7 +31,7 @@ std::vector<char> EncodedChannel(unsigned channel) {
     std::vector<char> plane(WIDTH * HEIGHT);
     for (unsigned long y = 0; y < HEIGHT; ++y)
         for (unsigned long x = 0; x < WIDTH; ++x)
-            plane[y * WIDTH + x] = channel == 0 ? static_cast<char>(0xFF)
+            plane[y * WIDTH + x] = channel == 0        ? static_cast<char>(0xFF)
                                    : (x / 64) % 4 == 0 ? static_cast<char>(x * channel + y)
                                                        : static_cast<char>((x / 16) * channel ^ (y / 16));
     const char* planes[1] = {plane.data()};

@@ -27,7 +27,8 @@ void DecodeLayers(psdkit::PhotoshopFile& document, psdkit::PSDLayers* layers, bo
         }
         unsigned short channels = layers->GetLayerRecordNumChannels(l);
         for (unsigned short c = 0; c < channels && c < MAX_CHANNELS; ++c) {
-            bool ok = tagged ? pixels.DecodeTaggedLayerChannel(document, l, c) : pixels.DecodeLayerChannel(document, l, c);
+            bool ok =
+                tagged ? pixels.DecodeTaggedLayerChannel(document, l, c) : pixels.DecodeLayerChannel(document, l, c);
             psdfuzz::Use(static_cast<unsigned long>(ok) + pixels.GetPlaneLength());
         }
     }

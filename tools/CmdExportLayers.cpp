@@ -55,8 +55,11 @@ std::string SafeName(const std::string& name) {
     std::string out;
     for (unsigned char c : name) {
         bool keep = c < 0x80 && (std::isalnum(c) || c == '-' || c == '_');
-        if (keep) out += static_cast<char>(c);
-        else if (out.empty() || out.back() != '_') out += '_';
+        if (keep) {
+            out += static_cast<char>(c);
+        } else if (out.empty() || out.back() != '_') {
+            out += '_';
+        }
         if (out.size() >= MAX_NAME_PART) break;
     }
     while (!out.empty() && out.back() == '_') out.pop_back();
@@ -176,15 +179,18 @@ int RunExportLayers(const std::vector<std::string>& args) {
     if (layers->GetLayerCount() == 0 && document.GetTaggedLayers() != nullptr) layers = document.GetTaggedLayers();
     unsigned short count = layers->GetLayerCount();
     if (one && only >= count)
-        return Fail(EXIT_FAILURE_RUN, in + ": no layer " + std::to_string(only) + " (it has " + std::to_string(count) + ")");
+        return Fail(EXIT_FAILURE_RUN,
+                    in + ": no layer " + std::to_string(only) + " (it has " + std::to_string(count) + ")");
 
     if (IsSpecialFile(dir) && !IsDirectory(dir)) return Fail(EXIT_FAILURE_RUN, dir + ": not a directory");
-    if (!PathExists(dir) && mkdir(dir.c_str(), 0777) != 0) return Fail(EXIT_FAILURE_RUN, dir + ": cannot create directory");
+    if (!PathExists(dir) && mkdir(dir.c_str(), 0777) != 0)
+        return Fail(EXIT_FAILURE_RUN, dir + ": cannot create directory");
 
     // Names first, so that nothing is written when one of them is taken.
     std::vector<long> parent = Parents(layers);
     std::vector<unsigned short> chosen;
-    for (unsigned long l = one ? only : 0; l < (one ? only + 1 : count); ++l) chosen.push_back(static_cast<unsigned short>(l));
+    for (unsigned long l = one ? only : 0; l < (one ? only + 1 : count); ++l)
+        chosen.push_back(static_cast<unsigned short>(l));
     std::vector<std::string> names(count);
     const std::string manifestPath = dir + "/layers.json";
     for (unsigned short l : chosen) {
@@ -200,7 +206,8 @@ int RunExportLayers(const std::vector<std::string>& args) {
         if (!force && PathExists(dir + "/" + names[l]))
             return Fail(EXIT_FAILURE_RUN, dir + "/" + names[l] + ": file exists (use --force to overwrite)");
     }
-    if (!force && PathExists(manifestPath)) return Fail(EXIT_FAILURE_RUN, manifestPath + ": file exists (use --force to overwrite)");
+    if (!force && PathExists(manifestPath))
+        return Fail(EXIT_FAILURE_RUN, manifestPath + ": file exists (use --force to overwrite)");
 
     nlohmann::ordered_json manifest = nlohmann::ordered_json::object();
     manifest["file"] = in;

@@ -230,7 +230,9 @@ struct LayerRect {
     // Both fit in 32 bits, as the coordinates do.
     unsigned long Width() const { return Inverted() ? 0 : static_cast<unsigned long>(Right - Left); }
     unsigned long Height() const { return Inverted() ? 0 : static_cast<unsigned long>(Bottom - Top); }
-    bool Contains(long row, long column) const { return row >= Top && row < Bottom && column >= Left && column < Right; }
+    bool Contains(long row, long column) const {
+        return row >= Top && row < Bottom && column >= Left && column < Right;
+    }
 };
 
 LayerRect LayerBounds(const PSDLayers& layers, unsigned short layer) {

@@ -80,7 +80,8 @@ Bytes LayeredFile(const std::vector<Layer>& layers, unsigned depth = 8, unsigned
             .u32(static_cast<unsigned long>(layer.Right) & 0xFFFFFFFF)
             .u16(static_cast<unsigned>(layer.Channels.size()));
         for (const Channel& c : layer.Channels) info.u16(static_cast<unsigned>(c.Id) & 0xFFFF).u32(c.Data.size());
-        Bytes name = Bytes().u8(static_cast<unsigned>(layer.Name.size())).str(layer.Name).zeros(3 - layer.Name.size() % 4);
+        Bytes name =
+            Bytes().u8(static_cast<unsigned>(layer.Name.size())).str(layer.Name).zeros(3 - layer.Name.size() % 4);
         Bytes extra = Bytes().u32(layer.Mask.size()).raw(layer.Mask).u32(0).raw(name);
         info.str("8BIM").str("norm").u8(255).u8(0).u8(0).u8(0).u32(extra.size()).raw(extra);
     }
@@ -123,7 +124,8 @@ TEST(LayerPixels, CorpusChannelsMatchIndependentReader) {
     ASSERT_FALSE(PixelFacts().empty()) << "pixels.json missing";
     int compared = 0;
     for (const json& file : PixelFacts()) {
-        if (!file.contains("layers") || file.contains("error") || file["file"].get<std::string>().find(".psb") != std::string::npos)
+        if (!file.contains("layers") || file.contains("error") ||
+            file["file"].get<std::string>().find(".psb") != std::string::npos)
             continue;
         SCOPED_TRACE(file["file"].get<std::string>());
         PhotoshopFile doc;
@@ -137,7 +139,8 @@ TEST(LayerPixels, CorpusChannelsMatchIndependentReader) {
                 SCOPED_TRACE("layer " + std::to_string(index) + " channel " + std::to_string(c));
                 PSDPixels pixels;
                 unsigned short at = static_cast<unsigned short>(c);
-                bool ok = tagged ? pixels.DecodeTaggedLayerChannel(doc, index, at) : pixels.DecodeLayerChannel(doc, index, at);
+                bool ok = tagged ? pixels.DecodeTaggedLayerChannel(doc, index, at)
+                                 : pixels.DecodeLayerChannel(doc, index, at);
                 EXPECT_TRUE(ok) << Problems(pixels);
                 EXPECT_EQ(pixels.GetWidth(), channel["width"].get<unsigned long>());
                 EXPECT_EQ(pixels.GetHeight(), channel["height"].get<unsigned long>());
@@ -218,7 +221,8 @@ TEST(LayerPixels, PredictionAtDeepDepths) {
         SCOPED_TRACE(c.depth);
         psdtest::TempDir dir;
         std::string path = dir.Write(
-            "f.psd", LayeredFile({{0, 0, 1, static_cast<long>(c.width), {{0, Zip(3, c.deltas)}}, {}}}, c.depth, 1, 1, 1, 3));
+            "f.psd",
+            LayeredFile({{0, 0, 1, static_cast<long>(c.width), {{0, Zip(3, c.deltas)}}, {}}}, c.depth, 1, 1, 1, 3));
         PhotoshopFile doc;
         ASSERT_TRUE(doc.OpenReadFile(path.c_str()));
         PSDPixels pixels;
@@ -247,16 +251,34 @@ TEST(LayerPixels, DamagedChannelsAreContained) {
         {"2^32 rows", {-0x7FFFFFFF - 1, 0, 0x7FFFFFFF, 1, {{0, good}}, {}}, 0, false, {}},
         // The table claims 2 rows but the channel holds 1 byte of it; the next
         // channel's bytes follow and stay that channel's.
-        {"RLE table runs into the next channel", {0, 0, 2, 2, {{0, Code(1, {0})}, {1, good}}, {}}, 0, false, {0, 0, 0, 0}},
+        {"RLE table runs into the next channel",
+         {0, 0, 2, 2, {{0, Code(1, {0})}, {1, good}}, {}},
+         0,
+         false,
+         {0, 0, 0, 0}},
         {"RLE rows run into the next channel",
-         {0, 0, 2, 2, {{0, Code(1, {0, 3, 0, 40, 0x01, 7, 7})}, {1, good}}, {}}, 0, false, {7, 7, 0, 0}},
-        {"the channel after a broken RLE table", {0, 0, 2, 2, {{0, Code(1, {0})}, {1, good}}, {}}, 1, true, {9, 9, 9, 9}},
+         {0, 0, 2, 2, {{0, Code(1, {0, 3, 0, 40, 0x01, 7, 7})}, {1, good}}, {}},
+         0,
+         false,
+         {7, 7, 0, 0}},
+        {"the channel after a broken RLE table",
+         {0, 0, 2, 2, {{0, Code(1, {0})}, {1, good}}, {}},
+         1,
+         true,
+         {9, 9, 9, 9}},
         {"unknown compression", {0, 0, 2, 2, {{0, Code(7, {1, 2, 3, 4})}}, {}}, 0, false, {0, 0, 0, 0}},
         {"bad deflate data", {0, 0, 2, 2, {{0, Code(2, {1, 2, 3, 4})}}, {}}, 0, false, {0, 0, 0, 0}},
-        {"empty mask rectangle", {0, 0, 2, 2, {{0, good}, {-2, Code(0, {})}}, MaskBlock(1, 1, 1, 1, 0, 0)}, 1, true, {}},
+        {"empty mask rectangle",
+         {0, 0, 2, 2, {{0, good}, {-2, Code(0, {})}}, MaskBlock(1, 1, 1, 1, 0, 0)},
+         1,
+         true,
+         {}},
         {"inverted mask rectangle", {0, 0, 2, 2, {{0, good}, {-2, good}}, MaskBlock(3, 0, 1, 2, 0, 0)}, 1, false, {}},
-        {"mask over its own rectangle", {0, 0, 2, 2, {{0, good}, {-2, Raw({5, 6})}}, MaskBlock(5, 5, 6, 7, 0, 0)}, 1,
-         true, {5, 6}},
+        {"mask over its own rectangle",
+         {0, 0, 2, 2, {{0, good}, {-2, Raw({5, 6})}}, MaskBlock(5, 5, 6, 7, 0, 0)},
+         1,
+         true,
+         {5, 6}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -286,8 +308,9 @@ TEST(LayerPixels, OffsetsAndIndexesOutsideTheFile) {
     ASSERT_TRUE(doc.OpenReadFile(path.c_str()));
     unsigned long second = doc.GetLayers()->GetLayerRecordChannelDataOffset(1, 0);
     ASSERT_GT(second, 0u);
-    ASSERT_EQ(std::string(file.data.begin() + static_cast<long>(second), file.data.begin() + static_cast<long>(second) + 6),
-              std::string("\0\0\5\6\7\10", 6));
+    ASSERT_EQ(
+        std::string(file.data.begin() + static_cast<long>(second), file.data.begin() + static_cast<long>(second) + 6),
+        std::string("\0\0\5\6\7\10", 6));
     PSDPixels pixels;
     EXPECT_FALSE(pixels.DecodeLayerChannel(doc, 0, 2));
     EXPECT_FALSE(pixels.DecodeLayerChannel(doc, 1, 0));
@@ -378,7 +401,8 @@ TEST(LayerExport, ImageMagickLayersComeBackAsGiven) {
         {{"-size", "4x3", "xc:rgba(0,255,0,0.5)"}, 5, 4},
         {{"-size", "6x4", "pattern:checkerboard"}, 0, 0},
     };
-    std::vector<std::string> command = {"convert", "-size", "10x8", "xc:rgb(10,20,30)", "-depth", "8", "-type", "TrueColor"};
+    std::vector<std::string> command = {"convert", "-size", "10x8",  "xc:rgb(10,20,30)",
+                                        "-depth",  "8",     "-type", "TrueColor"};
     for (std::size_t i = 0; i < 3; ++i) {
         std::vector<std::string> make = {"convert"};
         make.insert(make.end(), sources[i].make.begin(), sources[i].make.end());
@@ -387,8 +411,9 @@ TEST(LayerExport, ImageMagickLayersComeBackAsGiven) {
         // layers of an RGB file, which its own reader then refuses.
         make.insert(make.end(), {"-depth", "8", (i == 1 ? "PNG32:" : "PNG24:") + png});
         ASSERT_EQ(psdtest::RunProgram(make).exitCode, 0);
-        command.insert(command.end(), {"(", png, "-repage",
-                                       "+" + std::to_string(sources[i].left) + "+" + std::to_string(sources[i].top), ")"});
+        command.insert(
+            command.end(),
+            {"(", png, "-repage", "+" + std::to_string(sources[i].left) + "+" + std::to_string(sources[i].top), ")"});
     }
     command.insert(command.end(), {"-depth", "8", "-compress"});
     std::vector<std::string> given;
