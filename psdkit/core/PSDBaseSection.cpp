@@ -1,5 +1,6 @@
 #include "psdkit/core/PSDBaseSection.h"
 
+#include "psdkit/core/PSDBoundedReader.h"
 #include "psdkit/core/PSDUtil.h"
 
 namespace psdkit {
@@ -14,14 +15,19 @@ void PSDBaseSection::SetStreams(std::ifstream* input, std::ofstream* output) {
 }
 
 bool PSDBaseSection::ReadSection() {
-    char buffer[4] = {0, 0, 0, 0};
-    InputStream->read(buffer, 4);
+    PSDBoundedReader file(InputStream);
+    bool result = ReadSection(file);
+    file.SyncStream();
+    return result;
+}
+
+bool PSDBaseSection::ReadSection(PSDBoundedReader& file) {
     // A file that ends inside the length word has no payload to offer.
-    if (InputStream->gcount() != 4) {
+    if (!file.ReadLong(&SectionLength)) {
         SectionLength = 0;
-        return true;
+        if (file.Remaining() != 0) file.Problem("section at %lu: the file ends inside its length word", file.FileOffset());
+        file.Skip(file.Remaining());
     }
-    PSDUtil::BufferToLong(buffer, &SectionLength);
     return true;
 }
 

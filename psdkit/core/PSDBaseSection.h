@@ -7,6 +7,8 @@
 
 namespace psdkit {
 
+class PSDBoundedReader;
+
 // A section framed by a 4-byte length word. Holds the streams it reads from and
 // writes to; it owns neither.
 class PSDKIT_API PSDBaseSection {
@@ -21,6 +23,8 @@ public:
 
     // Reads the length word; the input stands at the payload afterwards.
     bool ReadSection();
+    // The same through a window on the file, which then stands at the payload.
+    bool ReadSection(PSDBoundedReader& file);
     // Passes over the payload.
     void SkipSection();
     // Writes an empty section (a zero length word).

@@ -4,6 +4,8 @@
 
 #include <cstring>
 
+#include "psdkit/core/PSDBoundedReader.h"
+
 namespace psdkit {
 
 PSDFile::PSDFile() { InitObject(); }
@@ -98,13 +100,71 @@ bool PSDFile::ReadFile() {
     ReadCompleted = false;
     ReadProblems.clear();
     if (InputStream == nullptr) return false;
-    if (!Header.ReadSection()) return false;
-    if (!ColorMode.ReadSection()) return false;
-    ColorMode.SkipSection();
-    if (!ImageRes.ReadSection()) return false;
-    if (!Layers.ReadSection()) return false;
-    ReadCompleted = ImageData.ReadSection();
+    PSDBoundedReader::ProblemScope scope(&ReadProblems);
+    // The file's size is measured once, here; every section reads through a
+    // window on it.
+    PSDBoundedReader file = PSDBoundedReader::OpenFile(FileName);
+    if (file.Size() == 0) file = PSDBoundedReader(InputStream);
+    if (!Header.ReadSection(file)) {
+        file.Problem("header: not a version 1 PSD file");
+        return false;
+    }
+    if (!ColorMode.ReadSection(file)) return false;
+    if (!file.Skip(ColorMode.GetSectionLength())) {
+        file.Problem("color mode data: its %lu bytes run past the end of the file", ColorMode.GetSectionLength());
+        file.Skip(file.Remaining());
+    }
+    if (!ImageRes.ReadSection(file)) return false;
+    unsigned long layersStart = file.FileOffset();
+    if (!Layers.ReadSection(file)) return false;
+    StartImageDataAtSectionEnd(file, layersStart);
+    if (!ImageDataFitsHeader(file, false))
+        file.Problem("image data: %lu bytes do not hold the image the header describes", file.Remaining());
+    ReadCompleted = ImageData.ReadSection(file);
     return ReadCompleted;
+}
+
+void PSDFile::StartImageDataAtSectionEnd(PSDBoundedReader& file, unsigned long layersStart) {
+    // Some writers store an odd layer section with no closing byte behind it.
+    // The byte stands as specified unless the image data behind it does not
+    // fit the header while the image data from the section's end does.
+    unsigned long sectionEnd = layersStart + 4 + Layers.GetSectionLength();
+    if ((Layers.GetSectionLength() & 1) == 0 || file.FileOffset() != sectionEnd + 1) return;
+    PSDBoundedReader atEnd = file;
+    if (!atEnd.SeekToFileOffset(sectionEnd)) return;
+    if (!ImageDataFitsHeader(file, true) && ImageDataFitsHeader(atEnd, true)) file = atEnd;
+}
+
+bool PSDFile::ImageDataFitsHeader(PSDBoundedReader data, bool exact) const {
+    unsigned short compression = 0;
+    if (!data.ReadShort(&compression)) return false;
+    unsigned long rows = static_cast<unsigned long>(Header.GetRows());
+    unsigned long columns = static_cast<unsigned long>(Header.GetColumns());
+    unsigned long planes = Header.GetChannels();
+    unsigned long depth = Header.GetDepth();
+    if (rows == 0 || columns == 0 || planes == 0 || rows > 300000 || columns > 300000) return false;
+    unsigned long planeRows = rows * planes;
+    switch (compression) {
+        case PSDImageData::COMPRESSION_RAW: {
+            unsigned long needed = planeRows * ((columns * depth + 7) / 8);
+            return exact ? data.Remaining() == needed : data.Remaining() >= needed;
+        }
+        case PSDImageData::COMPRESSION_RLE: {
+            // A byte count per row of every plane, then rows that add up to
+            // no more than what follows.
+            if (planeRows > data.Remaining() / 2) return false;
+            unsigned long sum = 0;
+            for (unsigned long i = 0; i < planeRows; ++i) {
+                unsigned short count = 0;
+                data.ReadShort(&count);
+                sum += count;
+            }
+            return sum <= data.Remaining();
+        }
+        case PSDImageData::COMPRESSION_ZIP:
+        case PSDImageData::COMPRESSION_ZIP_PREDICTION: return true;
+        default: return false;
+    }
 }
 
 bool PSDFile::WriteFile() {

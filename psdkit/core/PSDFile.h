@@ -60,6 +60,12 @@ private:
     friend class PhotoshopFile;
     friend class PSDPixels;  // reads the image data's real capacity
     PSDFile(const PSDFile&) = delete;
+    // Where the composite begins behind an odd layer section.
+    void StartImageDataAtSectionEnd(PSDBoundedReader& file, unsigned long layersStart);
+    // True when the image data from the window's position is what the
+    // header calls for: a known code and the bytes it needs (raw: exactly
+    // those when `exact`, else at least those).
+    bool ImageDataFitsHeader(PSDBoundedReader data, bool exact) const;
     PSDFile& operator=(const PSDFile&) = delete;
 
     PSDHeader Header;

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <new>
 
+#include "psdkit/core/PSDBoundedReader.h"
 #include "psdkit/core/PSDUtil.h"
 
 namespace psdkit {
@@ -86,10 +87,18 @@ bool PSDHeader::Validate() {
 
 bool PSDHeader::ReadSection() {
     if (RawHeader == nullptr || InputStream == nullptr) return false;
-    InputStream->read(RawHeader, HEADER_SIZE);
+    PSDBoundedReader file(InputStream);
+    bool result = ReadSection(file);
+    file.SyncStream();
+    return result;
+}
+
+bool PSDHeader::ReadSection(PSDBoundedReader& file) {
+    if (RawHeader == nullptr) return false;
     // A header that arrives short is no header; none of its bytes are used.
-    if (static_cast<unsigned long>(InputStream->gcount()) != HEADER_SIZE) {
+    if (!file.Read(RawHeader, HEADER_SIZE)) {
         std::memset(RawHeader, 0, HEADER_SIZE);
+        file.Skip(file.Remaining());
         Valid = false;
         return false;
     }

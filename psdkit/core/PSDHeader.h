@@ -7,6 +7,8 @@
 
 namespace psdkit {
 
+class PSDBoundedReader;
+
 // The 26-byte file header and the image attributes it carries.
 class PSDKIT_API PSDHeader {
 public:
@@ -53,6 +55,7 @@ public:
     // Reads and checks the 26 bytes. False for a short read or a header that
     // is not a version-1 PSD header; the attributes then stay as they were.
     bool ReadSection();
+    bool ReadSection(PSDBoundedReader& file);
     bool WriteSection();
 
 private:

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "psdkit/core/PSDBoundedReader.h"
 #include "psdkit/core/PSDUtil.h"
 
 namespace psdkit {
@@ -99,27 +100,27 @@ void PSDImageData::SkipSection() {
 }
 
 bool PSDImageData::ReadSection() {
-    char buffer[2] = {0, 0};
-    InputStream->read(buffer, 2);
-    if (InputStream->gcount() == 2) {
-        PSDUtil::BufferToShort(buffer, &Compression);
-    } else {
+    PSDBoundedReader file(InputStream);
+    bool result = ReadSection(file);
+    file.SyncStream();
+    return result;
+}
+
+bool PSDImageData::ReadSection(PSDBoundedReader& data) {
+    if (!data.ReadShort(&Compression)) {
         Compression = COMPRESSION_RAW;
+        if (data.Remaining() != 0) data.Problem("image data: the file ends inside the compression code");
+        data.Skip(data.Remaining());
     }
     // The section has no length word: it is what the file holds behind the code.
-    unsigned long length = 0;
-    std::streampos start = InputStream->tellg();
-    if (start >= 0) {
-        InputStream->seekg(0, std::ios_base::end);
-        std::streampos end = InputStream->tellg();
-        if (end >= start) length = static_cast<unsigned long>(end - start);
-        InputStream->seekg(start);
+    ImageDataLength = data.Remaining();
+    if (!AllocateDataBuffer()) {
+        data.Problem("image data: no memory for %lu bytes", data.Remaining());
+        return true;
     }
-    ImageDataLength = length;
-    if (!AllocateDataBuffer()) return true;
-    if (length != 0) {
-        InputStream->read(DataBuffer, static_cast<std::streamsize>(length));
-        ImageDataLength = static_cast<unsigned long>(InputStream->gcount());
+    if (!data.Read(DataBuffer, ImageDataLength)) {
+        ImageDataLength = 0;
+        data.Problem("image data: the file ends before the size it showed");
     }
     return true;
 }

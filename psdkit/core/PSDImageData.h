@@ -42,6 +42,8 @@ public:
     void SkipSection();
     // Reads the compression code and everything behind it to the end of the file.
     bool ReadSection();
+    // The same through a window: everything the window holds.
+    bool ReadSection(PSDBoundedReader& data);
     bool WriteSection();
 
 private:

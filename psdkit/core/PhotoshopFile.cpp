@@ -1,5 +1,6 @@
 #include "psdkit/core/PhotoshopFile.h"
 
+#include "psdkit/core/PSDBoundedReader.h"
 #include "psdkit/icc/PSDICCProfileRB.h"
 #include "psdkit/resources/PSDResolutionInfoRB.h"
 #include "psdkit/thumbnail/PSDThumbnailRB.h"
@@ -10,13 +11,28 @@ PhotoshopFile::PhotoshopFile() = default;
 PhotoshopFile::~PhotoshopFile() = default;
 
 bool PhotoshopFile::OpenReadFile(const char* name) {
+    TaggedLayers.reset();
+    TaggedLayersRead = false;
     if (!File.OpenFileForRead(name)) return false;
     bool result = File.ReadFile();
     File.CloseFile();
     return result;
 }
 
-PSDLayers* PhotoshopFile::GetTaggedLayers() { return nullptr; }
+PSDLayers* PhotoshopFile::GetTaggedLayers() {
+    if (TaggedLayersRead) return TaggedLayers.get();
+    TaggedLayersRead = true;
+    const PSDLayers& layers = File.Layers;
+    if (layers.TaggedLayersLength == 0 || File.FileName == nullptr) return nullptr;
+    // The file was closed after the read: the block is read from it again.
+    PSDBoundedReader file = PSDBoundedReader::OpenFile(File.FileName);
+    if (!file.SeekToFileOffset(layers.TaggedLayersOffset)) return nullptr;
+    PSDBoundedReader block = file.Sub(layers.TaggedLayersLength);
+    if (block.Clipped()) return nullptr;
+    TaggedLayers.reset(new PSDLayers());
+    TaggedLayers->ReadTaggedLayers(block);
+    return TaggedLayers.get();
+}
 
 bool PhotoshopFile::OpenWriteFile(const char* name) { return File.OpenFileForWrite(name); }
 

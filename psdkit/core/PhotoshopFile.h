@@ -1,6 +1,8 @@
 #ifndef PSDKIT_CORE_PHOTOSHOPFILE_H
 #define PSDKIT_CORE_PHOTOSHOPFILE_H
 
+#include <memory>
+
 #include "psdkit/core/PSDExport.h"
 #include "psdkit/core/PSDFile.h"
 
@@ -81,6 +83,8 @@ private:
     void AttachStandardResources();
 
     PSDFile File;
+    std::unique_ptr<PSDLayers> TaggedLayers;
+    bool TaggedLayersRead = false;
 };
 
 }  // namespace psdkit

@@ -186,33 +186,51 @@ char* LowBytesAsName(unsigned long value, char* name) {
     return name;
 }
 
-unsigned long ReadLong(const char* at) {
-    unsigned long value = 0;
-    PSDUtil::BufferToLong(at, &value);
-    return value;
-}
+// The fields of the profile header, each read through the header's window
+// (0 for a field the window does not hold).
+class HeaderFields {
+public:
+    explicit HeaderFields(PSDBoundedReader& header) : Header(header) {}
+    unsigned long Long(unsigned long offset) { return PSDBoundedReader::LongAt(At(offset, 4)); }
+    unsigned long NativeLong(unsigned long offset) {
+        unsigned long value = 0;
+        if (const char* at = At(offset, 4)) PSDUtil::BufferToNativeLong(at, &value);
+        return value;
+    }
+    unsigned short NativeShort(unsigned long offset) {
+        unsigned short value = 0;
+        if (const char* at = At(offset, 2)) PSDUtil::BufferToNativeShort(at, &value);
+        return value;
+    }
+    // A version byte is taken as a signed char: 0x90 reads as 0xFF90.
+    unsigned short VersionByte(unsigned long offset) {
+        const char* at = At(offset, 1);
+        return at == nullptr ? 0 : static_cast<unsigned short>(static_cast<short>(static_cast<signed char>(*at)));
+    }
+    double Fixed16Dot16(unsigned long offset) {
+        double value = 0;
+        if (const char* at = At(offset, 4)) PSDUtil::BufferToDoubleFrom16Dot16(at, &value);
+        return value;
+    }
 
-unsigned long ReadNativeLong(const char* at) {
-    unsigned long value = 0;
-    PSDUtil::BufferToNativeLong(at, &value);
-    return value;
-}
+private:
+    const char* At(unsigned long offset, unsigned long n) { return Header.SeekTo(offset) ? Header.Peek(n) : nullptr; }
+    PSDBoundedReader& Header;
+};
 
-unsigned short ReadNativeShort(const char* at) {
-    unsigned short value = 0;
-    PSDUtil::BufferToNativeShort(at, &value);
-    return value;
-}
-
-// A version byte is taken as a signed char: 0x90 reads as 0xFF90.
-unsigned short ReadVersionByte(const char* at) {
-    return static_cast<unsigned short>(static_cast<short>(static_cast<signed char>(*at)));
-}
-
-double Read16Dot16(const char* at) {
-    double value = 0;
-    PSDUtil::BufferToDoubleFrom16Dot16(at, &value);
-    return value;
+// False for a payload of a type the tags decode whose bytes do not make one.
+bool PayloadDecodes(const PSDICCTag& tag) {
+    if (tag.GetTagSize() < 8 || tag.GetTagData() == nullptr) return false;
+    switch (PSDBoundedReader::LongAt(tag.GetTagData())) {
+        case PSDICCTag::TAG_TYPE_TEXT: return tag.GetTextTypeAttribute() != nullptr;
+        case PSDICCTag::TAG_TYPE_DESC: return tag.GetDescTypeAttribute() != nullptr;
+        case PSDICCTag::TAG_TYPE_XYZ: return tag.GetXYZTypeAttribute() != nullptr;
+        case PSDICCTag::TAG_TYPE_VIEW: return tag.GetViewConditionsTypeAttribute() != nullptr;
+        case PSDICCTag::TAG_TYPE_MEASUREMENT: return tag.GetMeasureTypeAttribute() != nullptr;
+        case PSDICCTag::TAG_TYPE_SIGNATURE: return tag.GetSignatureTypeAttribute() != nullptr;
+        case PSDICCTag::TAG_TYPE_CURVE: return tag.GetCurveTypeAttribute() != nullptr;
+        default: return true;
+    }
 }
 
 }  // namespace
@@ -414,58 +432,78 @@ void PSDICCProfileRB::CalculateBlockSize() {
 
 void PSDICCProfileRB::ReadDataBlock() {
     const char* data = GetDataBlock();
-    unsigned long size = GetDataBlockSize();
-    if (data == nullptr) size = 0;
-    if (size > GetDataBlockCapacity()) size = GetDataBlockCapacity();
+    unsigned long size = ReadablePayloadSize();
     PSDBoundedReader in(data, size);
     // Fewer bytes than a header and a tag count hold no profile.
-    if (!in.Has(PROFILE_SIZE)) return;
+    if (!in.Has(PROFILE_SIZE)) {
+        in.Problem("ICC profile: %lu bytes hold no header and tag count", size);
+        return;
+    }
+    PSDBoundedReader header = in.Take(PROFILE_HEADER_SIZE);
+    HeaderFields field(header);
+    ProfileSize = field.Long(0);
+    CMMType = field.NativeLong(4);
+    MajorVersion = field.VersionByte(8);
+    MinorVersion = field.VersionByte(9);
+    ProfileClass = field.Long(12);
+    ColorSpace = field.Long(16);
+    ConnectionSpace = field.Long(20);
+    CreationYear = field.NativeShort(24);
+    CreationMonth = field.NativeShort(26);
+    CreationDay = field.NativeShort(28);
+    CreationHours = field.NativeShort(30);
+    CreationMinutes = field.NativeShort(32);
+    CreationSeconds = field.NativeShort(34);
+    Platform = field.Long(40);
+    ProfileFlags = field.NativeShort(44);
+    Manufacturer = field.NativeLong(48);
+    Model = field.NativeLong(52);
+    Attributes = field.NativeLong(56);
+    RenderingIntent = field.NativeShort(64);
+    IlluminantX = field.Fixed16Dot16(68);
+    IlluminantY = field.Fixed16Dot16(72);
+    IlluminantZ = field.Fixed16Dot16(76);
+    Creator = field.NativeLong(80);
 
-    ProfileSize = ReadLong(data);
-    CMMType = ReadNativeLong(data + 4);
-    MajorVersion = ReadVersionByte(data + 8);
-    MinorVersion = ReadVersionByte(data + 9);
-    ProfileClass = ReadLong(data + 12);
-    ColorSpace = ReadLong(data + 16);
-    ConnectionSpace = ReadLong(data + 20);
-    CreationYear = ReadNativeShort(data + 24);
-    CreationMonth = ReadNativeShort(data + 26);
-    CreationDay = ReadNativeShort(data + 28);
-    CreationHours = ReadNativeShort(data + 30);
-    CreationMinutes = ReadNativeShort(data + 32);
-    CreationSeconds = ReadNativeShort(data + 34);
-    Platform = ReadLong(data + 40);
-    ProfileFlags = ReadNativeShort(data + 44);
-    Manufacturer = ReadNativeLong(data + 48);
-    Model = ReadNativeLong(data + 52);
-    Attributes = ReadNativeLong(data + 56);
-    RenderingIntent = ReadNativeShort(data + 64);
-    IlluminantX = Read16Dot16(data + 68);
-    IlluminantY = Read16Dot16(data + 72);
-    IlluminantZ = Read16Dot16(data + 76);
-    Creator = ReadNativeLong(data + 80);
-
-    unsigned long count = ReadLong(data + PROFILE_HEADER_SIZE);
-    in.SeekTo(PROFILE_SIZE);
+    unsigned long count = 0;
+    in.ReadLong(&count);
     // Only the entries that lie within the block are tags.
-    if (count > in.Remaining() / PSDICCTag::ICC_TAG_SIZE) count = in.Remaining() / PSDICCTag::ICC_TAG_SIZE;
+    if (count > in.Remaining() / PSDICCTag::ICC_TAG_SIZE) {
+        in.Problem("ICC profile: %lu tag entries do not fit in the profile, %lu kept", count,
+                   in.Remaining() / PSDICCTag::ICC_TAG_SIZE);
+        count = in.Remaining() / PSDICCTag::ICC_TAG_SIZE;
+    }
+    PSDBoundedReader table = in.Take(count * PSDICCTag::ICC_TAG_SIZE);
 
+    // Tags may share their data; copies beyond the profile's own size and a
+    // little more are refused before they are made, so a table of many
+    // entries on one large run of bytes costs no more than the profile.
     unsigned long budget = size + SHARED_DATA_SLACK;
+    unsigned long outside = 0;
+    unsigned long refused = 0;
+    unsigned long damaged = 0;
     NumTags = 0;
+    Tags.reserve(count);
     for (unsigned long i = 0; i < count; ++i) {
         std::unique_ptr<PSDICCTag> tag(new PSDICCTag());
-        tag->ReadTag(data, in.Current(), size);
-        in.Skip(PSDICCTag::ICC_TAG_SIZE);
-        if (tag->GetTagData() != nullptr) {
-            if (tag->GetPaddedTagSize() > budget)
-                tag->FreeTagData();
-            else
-                budget -= tag->GetPaddedTagSize();
+        tag->ReadTagEntry(table.Peek(PSDICCTag::ICC_TAG_SIZE));
+        table.Skip(PSDICCTag::ICC_TAG_SIZE);
+        unsigned long offset = tag->GetTagOffset();
+        if (offset > size || tag->GetPaddedTagSize() > size - offset) {
+            ++outside;
+        } else if (tag->GetPaddedTagSize() > budget) {
+            ++refused;
+        } else if (tag->CopyTagData(data, size)) {
+            budget -= tag->GetPaddedTagSize();
+            if (!PayloadDecodes(*tag)) ++damaged;
         }
         Tags.push_back(tag.get());
         tag.release();
     }
     NumTags = count;
+    if (outside != 0) in.Problem("ICC profile: %lu tags point outside the profile, kept without data", outside);
+    if (damaged != 0) in.Problem("ICC profile: %lu tags hold payloads cut short of their type", damaged);
+    if (refused != 0) in.Problem("ICC profile: %lu tags share more data than the profile holds, kept without data", refused);
 }
 
 void PSDICCProfileRB::WriteResourceBlock() {

@@ -70,11 +70,7 @@ double ReadFloat(const char* at) {
     return static_cast<double>(value);
 }
 
-unsigned long ReadLong(const char* at) {
-    unsigned long value = 0;
-    PSDUtil::BufferToLong(at, &value);
-    return value;
-}
+unsigned long ReadLong(const char* at) { return PSDBoundedReader::LongAt(at); }
 
 void WriteLong(std::ofstream* output, unsigned long value) {
     char buffer[4];
@@ -127,7 +123,8 @@ bool PSDICCTag::AllocateTagData(unsigned long size) {
 }
 
 void PSDICCTag::CopyTagData(const char* profile) {
-    if (AllocateTagData() && PaddedTagSize != 0) std::memcpy(TagData, profile + TagOffset, PaddedTagSize);
+    // The caller vouches for the bytes: the profile reaches at least that far.
+    if (TagOffset <= ~0UL - PaddedTagSize) CopyTagData(profile, TagOffset + PaddedTagSize);
 }
 
 bool PSDICCTag::CopyTagData(const char* profile, unsigned long profileSize) {
@@ -140,19 +137,22 @@ bool PSDICCTag::CopyTagData(const char* profile, unsigned long profileSize) {
 }
 
 const char* PSDICCTag::ReadTag(const char* profile, const char* entry) {
-    SetTagID(ReadLong(entry));
-    SetTagOffset(ReadLong(entry + 4));
-    SetTagSize(ReadLong(entry + 8));
-    CopyTagData(profile);
-    return entry + ICC_TAG_SIZE;
+    unsigned long offset = ReadLong(entry + 4);
+    unsigned long size = (ReadLong(entry + 8) + 3) & ~3UL;
+    // The caller vouches for the bytes: the profile reaches at least that far.
+    return ReadTag(profile, entry, offset <= ~0UL - size ? offset + size : ~0UL);
 }
 
 const char* PSDICCTag::ReadTag(const char* profile, const char* entry, unsigned long profileSize) {
+    ReadTagEntry(entry);
+    CopyTagData(profile, profileSize);
+    return entry + ICC_TAG_SIZE;
+}
+
+void PSDICCTag::ReadTagEntry(const char* entry) {
     SetTagID(ReadLong(entry));
     SetTagOffset(ReadLong(entry + 4));
     SetTagSize(ReadLong(entry + 8));
-    CopyTagData(profile, profileSize);
-    return entry + ICC_TAG_SIZE;
 }
 
 void PSDICCTag::WriteTagTableEntry(unsigned long offset, std::ofstream* output) {

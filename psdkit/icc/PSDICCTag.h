@@ -111,6 +111,8 @@ public:
     // The same for a profile of `profileSize` bytes: an entry whose data does
     // not lie within them keeps its ID, offset and size but gets no payload.
     const char* ReadTag(const char* profile, const char* entry, unsigned long profileSize);
+    // The ID, offset and size of the 12-byte entry at `entry`, no payload.
+    void ReadTagEntry(const char* entry);
     // Writes the 12-byte entry and keeps `offset` as the tag offset.
     void WriteTagTableEntry(unsigned long offset, std::ofstream* output);
     // Writes padded tag size bytes: the payload, or zeros for a tag that has none.

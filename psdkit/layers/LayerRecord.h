@@ -105,6 +105,8 @@ struct PSDKIT_API LayerRecord {
     unsigned short NumAdjustments = 0;
     std::vector<LayerAdjustment*> Adjustments;
     char LayerName[MAX_NAME_LENGTH + 1] = {};
+    // The type of the record's section divider entry, 0 without one.
+    unsigned long DividerType = 0;
 };
 
 }  // namespace psdkit

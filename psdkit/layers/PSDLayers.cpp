@@ -1,6 +1,7 @@
 #include "psdkit/layers/PSDLayers.h"
 
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "psdkit/core/PSDBoundedReader.h"
@@ -60,88 +61,6 @@ PSDKIT_DEFINE_TEXT(LAYER_COMPRESSION_ZIP_STR, "ZIP");
 PSDKIT_DEFINE_TEXT(LAYER_COMPRESSION_ZIP_PREDICTION_STR, "ZIPw/Prediction");
 PSDKIT_DEFINE_TEXT(LAYER_COMPRESSION_INVALID_STR, "Invalid");
 
-// Reads the section's window ahead in blocks, so that the small fields of the
-// records and the short distances between them cost no system call each: a
-// move only sets the position, and the stream is moved when a read falls
-// outside the block in memory. Like the window it reads through, it refuses a
-// read or a move past the window's end and then consumes nothing.
-class LayerSectionCursor {
-public:
-    static const unsigned long BLOCK_SIZE = 64 * 1024;
-
-    explicit LayerSectionCursor(PSDBoundedReader& window)
-        : Window(window), Block(), BlockStart(0), BlockLength(0), Pos(window.Offset()),
-          ReadAhead(BLOCK_SIZE) {}
-
-    unsigned long Offset() const { return Pos; }
-    unsigned long Size() const { return Window.Size(); }
-    unsigned long Remaining() const { return Size() > Pos ? Size() - Pos : 0; }
-    bool Has(unsigned long n) const { return n <= Remaining(); }
-    // True when the next n bytes are in memory.
-    bool Holds(unsigned long n) const {
-        return Pos >= BlockStart && Pos - BlockStart <= BlockLength && n <= BlockLength - (Pos - BlockStart);
-    }
-    // The least a read from the stream takes, when it has to read.
-    void SetReadAhead(unsigned long n) { ReadAhead = n; }
-
-    bool Skip(unsigned long n) {
-        if (!Has(n)) return false;
-        Pos += n;
-        return true;
-    }
-    bool SeekTo(unsigned long offset) {
-        if (offset > Size()) return false;
-        Pos = offset;
-        return true;
-    }
-    bool Read(char* destination, unsigned long n) {
-        if (!Has(n)) return false;
-        if (!Holds(n) && !Fill(n)) return false;
-        std::memcpy(destination, Block.data() + (Pos - BlockStart), n);
-        Pos += n;
-        return true;
-    }
-    bool ReadByte(unsigned char* value) {
-        char b;
-        if (!Read(&b, 1)) return false;
-        *value = static_cast<unsigned char>(b);
-        return true;
-    }
-    bool ReadShort(unsigned short* value) {
-        char b[2];
-        if (!Read(b, 2)) return false;
-        PSDUtil::BufferToShort(b, value);
-        return true;
-    }
-    bool ReadLong(unsigned long* value) {
-        char b[4];
-        if (!Read(b, 4)) return false;
-        PSDUtil::BufferToLong(b, value);
-        return true;
-    }
-
-private:
-    bool Fill(unsigned long n) {
-        // Never more than the window holds, so the block is backed by the file.
-        unsigned long want = ReadAhead < Remaining() ? ReadAhead : Remaining();
-        if (want < n) want = n;
-        if (Block.size() < want) Block.resize(want);
-        BlockLength = 0;
-        if (Window.Offset() != Pos && !Window.SeekTo(Pos)) return false;
-        if (!Window.Read(Block.data(), want)) return false;
-        BlockStart = Pos;
-        BlockLength = want;
-        return true;
-    }
-
-    PSDBoundedReader& Window;
-    std::vector<char> Block;
-    unsigned long BlockStart;  // window offset of the block's first byte
-    unsigned long BlockLength;
-    unsigned long Pos;
-    unsigned long ReadAhead;
-};
-
 char PSDLayers::FlagsName[74];
 char PSDLayers::BlendModeSignatureName[5];
 char PSDLayers::AdjustmentSignatureName[5];
@@ -151,21 +70,41 @@ namespace {
 // The counters of the model are 16 bits wide.
 const std::size_t MAX_ENTRIES = 0xFFFF;
 
-// Pixel data up to this size is read through with the codes around it; a
-// larger stretch is passed by moving the stream.
-const unsigned long READ_THROUGH_LIMIT = 16 * 1024;
-const unsigned long READ_AHEAD_LIMIT = 64 * 1024;
+// Keys of the additional information the reader looks into.
+const unsigned long KEY_SECTION_DIVIDER = 0x6C736374;         // "lsct"
+const unsigned long KEY_NESTED_SECTION_DIVIDER = 0x6C73646B;  // "lsdk"
+const unsigned long KEY_LAYERS_16 = 0x4C723136;               // "Lr16"
+const unsigned long KEY_LAYERS_32 = 0x4C723332;               // "Lr32"
+const unsigned long SIGNATURE_8BIM = 0x3842494D;              // "8BIM"
+const unsigned long SIGNATURE_8B64 = 0x38423634;              // "8B64"
 
-// How much to read at the code of channel `first`: through the codes of the
-// channels behind it as long as their pixel data is short.
-unsigned long CodesAhead(const std::vector<const ChannelInfo*>& channels, std::size_t first) {
-    unsigned long span = 2;
-    for (std::size_t i = first; i + 1 < channels.size(); ++i) {
-        unsigned long length = channels[i]->ChannelLength;
-        if (length < 2 || length > READ_THROUGH_LIMIT || length > READ_AHEAD_LIMIT - span) break;
-        span += length;
+bool IsBlockSignature(const char* bytes) {
+    unsigned long signature = PSDBoundedReader::LongAt(bytes);
+    return signature == SIGNATURE_8BIM || signature == SIGNATURE_8B64;
+}
+
+// UTF-16 code units, high byte first, as UTF-8; a lone surrogate becomes U+FFFD.
+std::string Utf8FromUtf16(const char* bytes, unsigned long units) {
+    auto unit = [bytes](unsigned long i) {
+        return static_cast<unsigned long>(static_cast<unsigned char>(bytes[2 * i]) << 8 |
+                                          static_cast<unsigned char>(bytes[2 * i + 1]));
+    };
+    std::string text;
+    text.reserve(units);
+    for (unsigned long i = 0; i < units; ++i) {
+        unsigned long c = unit(i);
+        if (c >= 0xD800 && c < 0xDC00 && i + 1 < units && unit(i + 1) >= 0xDC00 && unit(i + 1) < 0xE000) {
+            c = 0x10000 + ((c - 0xD800) << 10) + (unit(i + 1) - 0xDC00);
+            ++i;
+        } else if (c >= 0xD800 && c < 0xE000) {
+            c = 0xFFFD;
+        }
+        int tail = c < 0x80 ? 0 : c < 0x800 ? 1 : c < 0x10000 ? 2 : 3;
+        static const unsigned char LEAD[] = {0x00, 0xC0, 0xE0, 0xF0};
+        text += static_cast<char>(LEAD[tail] | (c >> (6 * tail)));
+        for (int k = tail - 1; k >= 0; --k) text += static_cast<char>(0x80 | ((c >> (6 * k)) & 0x3F));
     }
-    return span;
+    return text;
 }
 
 // The four characters of a signature in file order: the low byte goes first
@@ -316,9 +255,16 @@ unsigned long PSDLayers::GetLayerRecordChannelDataOffset(unsigned short channel,
     return entry == nullptr ? 0 : entry->DataOffset;
 }
 
-const char* PSDLayers::GetLayerRecordUnicodeName(unsigned short) const { return nullptr; }
+const char* PSDLayers::GetLayerRecordUnicodeName(unsigned short layer) const {
+    for (const LayerAdjustment* entry : Record(layer)->Adjustments)
+        if (entry->Key == LAYER_KEY_UNICODE_LAYER_NAME)
+            if (const UnicodeLayer* name = dynamic_cast<const UnicodeLayer*>(entry)) return name->Name.c_str();
+    return nullptr;
+}
 
-unsigned long PSDLayers::GetLayerRecordSectionDividerType(unsigned short) const { return 0; }
+unsigned long PSDLayers::GetLayerRecordSectionDividerType(unsigned short layer) const {
+    return Record(layer)->DividerType;
+}
 
 // ---------------------------------------------------------------------------
 // Display texts
@@ -413,62 +359,86 @@ char* PSDLayers::GetLayerRecordAdjustmentSignatureAsName(unsigned short entry, u
 // The reader
 
 bool PSDLayers::ReadSection() {
-    PSDBoundedReader lengthWord(InputStream, 4);
-    if (!lengthWord.ReadLong(&SectionLength)) {
+    PSDBoundedReader file(InputStream);
+    bool result = ReadSection(file);
+    file.SyncStream();
+    return result;
+}
+
+bool PSDLayers::ReadSection(PSDBoundedReader& file) {
+    if (!file.ReadLong(&SectionLength)) {
         SectionLength = 0;
+        file.Problem("layer section: the file ends inside its length word");
+        file.Skip(file.Remaining());
         return false;
     }
     if (SectionLength == 0) return true;
 
     // Nothing of the walk reads or seeks outside this window.
-    PSDBoundedReader section(InputStream, SectionLength);
-    LayerSectionCursor cursor(section);
-    bool walked = ReadRecords(cursor) && ReadGlobalLayerMask(cursor);
-
+    PSDBoundedReader section = file.Take(SectionLength);
+    if (section.Clipped())
+        section.Problem("layer section: its %lu bytes run past the end of the file", SectionLength);
+    PSDBoundedReader start = section;
+    bool walked = ReadLayerInfo(section, true) && ReadGlobalLayerMask(section);
     // An odd section is followed by a closing byte. The walk of a well-formed
     // section ends where the length word says; only a walk that reached that
     // end passes over the byte behind it.
-    bool closingByte = walked && (SectionLength & 1) != 0 && cursor.Offset() == SectionLength;
-    // Whatever a file keeps behind the global layer mask (tagged blocks,
-    // padding of the layer info, stray bytes) is passed over: the composite
-    // image starts at the end of the section.
-    InputStream->clear();
-    section.SeekTo(section.Size());
-    if (closingByte) {
-        PSDBoundedReader behind(InputStream, 1);
-        behind.Skip(1);
+    bool closingByte = walked && (SectionLength & 1) != 0 && section.Remaining() == 0 && !section.Clipped();
+    // The walk takes no account of the layer info's size; where the global
+    // layer mask stands by that size, the tagged blocks are found behind it
+    // (a 16-bit document keeps its layers there behind an empty layer info).
+    unsigned long maskLength = 0;
+    if (start.Skip(4) && start.Skip(LayerInfoSize) && start.ReadLong(&maskLength) && start.Skip(maskLength)) {
+        ReadTaggedBlocks(start);
+    } else if (!walked) {
+        section.Problem("layer section: the global layer mask does not fit in the section");
+    } else {
+        ReadTaggedBlocks(section);
     }
-    return section.Size() == SectionLength;
+    if (closingByte && !file.Skip(1)) file.Problem("layer section: the file ends before its closing byte");
+    return !section.Clipped();
 }
 
-bool PSDLayers::ReadRecords(LayerSectionCursor& section) {
-    if (!section.ReadLong(&LayerInfoSize)) return false;
+bool PSDLayers::ReadLayerInfo(PSDBoundedReader& section, bool sizeWord) {
     unsigned short count = 0;
-    if (!section.ReadShort(&count)) return false;
+    if ((sizeWord && !section.ReadLong(&LayerInfoSize)) || !section.ReadShort(&count)) {
+        section.Problem("layer section: cut inside the layer info's size and count");
+        return false;
+    }
+    if (sizeWord && LayerInfoSize > section.Remaining() + 2)
+        section.Problem("layer section: the layer info's %lu bytes run past the section", LayerInfoSize);
     // A negative count means as many records, the first alpha channel then
     // holding the merged image's transparency.
     unsigned long records = (count & 0x8000) != 0 ? 0x10000UL - count : count;
 
     std::size_t firstLayer = LayerRecords.size();
     for (unsigned long i = 0; i < records; ++i) {
-        if (LayerRecords.size() >= MAX_ENTRIES) return false;
-        if (!ReadLayerRecord(section)) return false;
+        if (LayerRecords.size() >= MAX_ENTRIES) {
+            section.Problem("layer record %lu: more records than a layer list holds", i);
+            return false;
+        }
+        if (!ReadLayerRecord(section, i)) return false;
     }
     return ReadChannelImageData(section, firstLayer);
 }
 
-bool PSDLayers::ReadLayerRecord(LayerSectionCursor& section) {
+bool PSDLayers::ReadLayerRecord(PSDBoundedReader& section, unsigned long index) {
     unsigned long top = 0;
     unsigned long left = 0;
     unsigned long bottom = 0;
     unsigned long right = 0;
     unsigned short channels = 0;
     if (!(section.ReadLong(&top) && section.ReadLong(&left) && section.ReadLong(&bottom) &&
-          section.ReadLong(&right) && section.ReadShort(&channels)))
+          section.ReadLong(&right) && section.ReadShort(&channels))) {
+        section.Problem("layer record %lu: cut by the end of the layer section", index);
         return false;
+    }
     // The channel list and the 16 bytes behind it must be there before
     // anything is allocated for them.
-    if (static_cast<unsigned long>(channels) * 6 + 16 > section.Remaining()) return false;
+    if (static_cast<unsigned long>(channels) * 6 + 16 > section.Remaining()) {
+        section.Problem("layer record %lu: %u channels do not fit in the layer section", index, channels);
+        return false;
+    }
 
     LayerRecord* record = AllocateLayerRecord();
     record->LayerTop = top;
@@ -483,152 +453,235 @@ bool PSDLayers::ReadLayerRecord(LayerSectionCursor& section) {
         section.ReadLong(&channel->ChannelLength);
     }
     record->NumChannels = channels;
-    char bytes[4];
-    section.ReadLong(&record->BlendModeSignature);
-    section.ReadLong(&record->BlendModeKey);
-    section.Read(bytes, 4);  // opacity, clipping, flags, filler
-    record->Opacity = bytes[0];
-    record->Clipping = bytes[1];
-    record->Flags = bytes[2];
-    section.ReadLong(&record->ExtraDataSize);
+    const char* bytes = section.Peek(16);
+    record->BlendModeSignature = PSDBoundedReader::LongAt(bytes);
+    record->BlendModeKey = PSDBoundedReader::LongAt(bytes + 4);
+    record->Opacity = bytes[8];
+    record->Clipping = bytes[9];
+    record->Flags = bytes[10];  // then a filler byte
+    record->ExtraDataSize = PSDBoundedReader::LongAt(bytes + 12);
+    section.Skip(16);
 
     LayerRecords.push_back(record);
     ++LayerCount;
     ChannelCountChanged(static_cast<unsigned short>(LayerRecords.size() - 1));
 
-    return ReadExtraData(section, record);
+    PSDBoundedReader extra = section.Sub(record->ExtraDataSize);
+    if (extra.Clipped())
+        extra.Problem("layer record %lu: its %lu bytes of extra data run past the layer section", index,
+                      record->ExtraDataSize);
+    bool complete = ReadExtraData(extra, record, index);
+    // The next record starts where the extra data size says. A record whose
+    // size passes the section but whose parts all fit goes on from where its
+    // parts end; one whose parts do not fit leaves no place for a next record.
+    if (section.Skip(record->ExtraDataSize)) return true;
+    return complete && section.SeekToFileOffset(extra.FileOffset());
 }
 
-bool PSDLayers::ReadExtraData(LayerSectionCursor& section, LayerRecord* record) {
-    // The walk counts down what is left of the extra data in 16 bits and ends
-    // the record when the count comes to 0, so a stored size of 65536 or more
-    // counts modulo 65536. The true end is kept as well: no part of the record
-    // may pass it or the section.
-    unsigned long extraStart = section.Offset();
-    unsigned long extraEnd = extraStart + record->ExtraDataSize;
+bool PSDLayers::ReadExtraData(PSDBoundedReader& extra, LayerRecord* record, unsigned long index) {
+    // The walk counts down what is left of the extra data in 16 bits, so a
+    // stored size of 65536 or more counts modulo 65536.
     unsigned short remainder = static_cast<unsigned short>(record->ExtraDataSize & 0xFFFF);
-    auto fits = [&](unsigned long n) { return n <= extraEnd - section.Offset() && section.Has(n); };
-    // A part that does not fit ends the record; the next one starts where
-    // the extra data size says. Extra data that passes the section leaves no
-    // place for a next record, and the walk ends.
-    auto endRecord = [&]() { return section.SeekTo(extraEnd); };
+    const char* part = nullptr;
+    if (!ReadLayerMask(extra, record, &remainder))
+        part = "mask";
+    else if (!ReadBlendingRanges(extra, record, &remainder))
+        part = "blending ranges";
+    else if (!ReadLayerName(extra, record, &remainder))
+        part = "name";
+    else if (!ReadAdditionalInfo(extra, record, remainder))
+        part = "additional information";
+    if (part == nullptr) return true;
+    extra.Problem("layer record %lu: its %s does not fit in its extra data", index, part);
+    return false;
+}
 
-    unsigned long maskSize = 0;
-    if (!fits(4)) return endRecord();
-    section.ReadLong(&maskSize);
-    record->Mask.MaskSize = maskSize;
-    remainder = static_cast<unsigned short>(remainder - 4);
-    if (maskSize != 0) {
-        if (!fits(maskSize)) return endRecord();
-        // A block of fewer than 4 bytes has no first value to keep.
-        if (maskSize >= 4) {
-            section.ReadLong(&record->Mask.MaskTop);
-            section.Skip(maskSize - 4);
-        } else {
-            section.Skip(maskSize);
-        }
-        remainder = static_cast<unsigned short>(remainder - maskSize);
+bool PSDLayers::ReadLayerMask(PSDBoundedReader& extra, LayerRecord* record, unsigned short* remainder) {
+    LayerMask& mask = record->Mask;
+    if (!extra.ReadLong(&mask.MaskSize)) return false;
+    *remainder = static_cast<unsigned short>(*remainder - 4 - mask.MaskSize);
+    if (mask.MaskSize == 0) return true;
+    PSDBoundedReader block = extra.Take(mask.MaskSize);
+    if (block.Clipped()) return false;
+    if (mask.MaskSize < 20)
+        block.Problem("layer record %lu: a mask of %lu bytes holds no rectangle",
+                      static_cast<unsigned long>(LayerRecords.size() - 1), mask.MaskSize);
+    // A block of fewer than 4 bytes has no first value to keep.
+    if (!block.ReadLong(&mask.MaskTop)) return true;
+    if (!(block.ReadLong(&mask.MaskLeft) && block.ReadLong(&mask.MaskBottom) && block.ReadLong(&mask.MaskRight) &&
+          block.ReadByte(&mask.DefaultColor) && block.ReadByte(&mask.Flags)))
+        return true;
+    // With flag bit 4 the mask's parameters follow: a byte of flags, then a
+    // density (1 byte) or a feather (8 bytes) for each flag set.
+    unsigned char parameters = 0;
+    if ((mask.Flags & 0x10) != 0 && block.ReadByte(&parameters)) {
+        const unsigned long sizes[] = {1, 8, 1, 8};
+        for (unsigned bit = 0; bit < 4; ++bit)
+            if ((parameters & (1u << bit)) != 0) block.Skip(sizes[bit]);
     }
-
-    unsigned long blendingLength = 0;
-    if (!fits(4)) return endRecord();
-    section.ReadLong(&blendingLength);
-    record->BlendingLength = blendingLength;
-    remainder = static_cast<unsigned short>(remainder - 4);
-    if (blendingLength != 0) {
-        if (!fits(blendingLength)) return endRecord();
-        unsigned long used = 0;
-        // The two gray values and 8 bytes per channel; a block too short for
-        // the gray values, or bytes that make no whole channel, are passed over.
-        if (blendingLength >= 8) {
-            section.ReadLong(&record->BlendingGrayBlendSrc);
-            section.ReadLong(&record->BlendingGrayBlendDest);
-            unsigned short channels = static_cast<unsigned short>((blendingLength - 8) / 8);
-            record->BlendingChannels.reserve(channels);
-            for (unsigned short c = 0; c < channels; ++c) {
-                BlendingChannel* channel = AllocateBlendingChannel();
-                record->BlendingChannels.push_back(channel);
-                ++record->BlendingNumChannels;
-                section.ReadLong(&channel->Src);
-                section.ReadLong(&channel->Dest);
-            }
-            used = 8 + 8UL * channels;
-        }
-        section.Skip(blendingLength - used);
-        remainder = static_cast<unsigned short>(remainder - blendingLength);
+    // A block of 20 bytes ends in 2 bytes of padding; a longer one holds the
+    // real user mask: its flags, default colour and rectangle.
+    if (block.Remaining() >= 18) {
+        block.ReadByte(&mask.RealFlags);
+        block.ReadByte(&mask.RealDefaultColor);
+        block.ReadLong(&mask.RealTop);
+        block.ReadLong(&mask.RealLeft);
+        block.ReadLong(&mask.RealBottom);
+        block.ReadLong(&mask.RealRight);
     }
+    return true;
+}
 
+bool PSDLayers::ReadBlendingRanges(PSDBoundedReader& extra, LayerRecord* record, unsigned short* remainder) {
+    if (!extra.ReadLong(&record->BlendingLength)) return false;
+    unsigned long length = record->BlendingLength;
+    *remainder = static_cast<unsigned short>(*remainder - 4 - length);
+    if (length == 0) return true;
+    PSDBoundedReader ranges = extra.Take(length);
+    if (ranges.Clipped()) return false;
+    // The two gray values and 8 bytes per channel; a block too short for the
+    // gray values, or bytes that make no whole channel, are passed over.
+    if (length < 8 || (length - 8) % 8 != 0)
+        ranges.Problem("layer record %lu: blending ranges of %lu bytes make no whole channel",
+                       static_cast<unsigned long>(LayerRecords.size() - 1), length);
+    if (length < 8) return true;
+    ranges.ReadLong(&record->BlendingGrayBlendSrc);
+    ranges.ReadLong(&record->BlendingGrayBlendDest);
+    unsigned short channels = static_cast<unsigned short>((length - 8) / 8);
+    record->BlendingChannels.reserve(channels);
+    for (unsigned short c = 0; c < channels; ++c) {
+        BlendingChannel* channel = AllocateBlendingChannel();
+        record->BlendingChannels.push_back(channel);
+        ++record->BlendingNumChannels;
+        ranges.ReadLong(&channel->Src);
+        ranges.ReadLong(&channel->Dest);
+    }
+    return true;
+}
+
+bool PSDLayers::ReadLayerName(PSDBoundedReader& extra, LayerRecord* record, unsigned short* remainder) {
     // The name's length byte and the name are padded to a multiple of 4.
-    unsigned char nameLength = 0;
-    if (!fits(1)) return endRecord();
-    section.ReadByte(&nameLength);
-    unsigned long padded = (static_cast<unsigned long>(nameLength) + 4) & ~3UL;
-    if (!fits(padded - 1)) return endRecord();
-    char name[256];
-    section.Read(name, padded - 1);
-    std::memcpy(record->LayerName, name, nameLength);
-    record->LayerName[nameLength] = 0;
-    remainder = static_cast<unsigned short>(remainder - padded);
+    unsigned char length = 0;
+    if (!extra.ReadByte(&length)) return false;
+    unsigned long padded = (static_cast<unsigned long>(length) + 4) & ~3UL;
+    const char* name = extra.Peek(padded - 1);
+    if (name == nullptr) return false;
+    std::memcpy(record->LayerName, name, length);
+    record->LayerName[length] = 0;
+    extra.Skip(padded - 1);
+    *remainder = static_cast<unsigned short>(*remainder - padded);
+    return true;
+}
 
-    while (remainder != 0) {
-        if (record->Adjustments.size() >= MAX_ENTRIES || !fits(12)) return endRecord();
+bool PSDLayers::ReadAdditionalInfo(PSDBoundedReader& extra, LayerRecord* record, unsigned short remainder) {
+    // The count ends the list. When it comes to 0 short of the extra data's
+    // end (a size of 65536 or more), the entries that stand behind it inside
+    // the extra data are read as well.
+    bool counted = false;
+    for (;;) {
+        if (remainder == 0) counted = true;
+        if (counted && !(extra.Has(12) && IsBlockSignature(extra.Peek(4)))) return true;
+        if (record->Adjustments.size() >= MAX_ENTRIES || !extra.Has(12)) return false;
         unsigned long signature = 0;
         unsigned long key = 0;
         unsigned long length = 0;
-        section.ReadLong(&signature);
-        section.ReadLong(&key);
-        section.ReadLong(&length);
-        if (!fits(length)) return endRecord();
-        LayerAdjustment* entry =
-            key == LAYER_KEY_UNICODE_LAYER_NAME ? AllocateUnicodeLayer() : AllocateGenericLayerAdjustment();
+        extra.ReadLong(&signature);
+        extra.ReadLong(&key);
+        extra.ReadLong(&length);
+        PSDBoundedReader payload = extra.Take(length);
+        if (payload.Clipped()) return false;
+        LayerAdjustment* entry = nullptr;
+        if (key == LAYER_KEY_UNICODE_LAYER_NAME) {
+            UnicodeLayer* name = AllocateUnicodeLayer();
+            // A count of UTF-16 units, then the units.
+            unsigned long units = 0;
+            if (payload.ReadLong(&units) && units <= payload.Remaining() / 2)
+                name->Name = Utf8FromUtf16(payload.Peek(2 * units), units);
+            entry = name;
+        } else {
+            entry = AllocateGenericLayerAdjustment();
+            if (key == KEY_SECTION_DIVIDER || key == KEY_NESTED_SECTION_DIVIDER) payload.ReadLong(&record->DividerType);
+        }
         entry->Signature = signature;
         entry->Key = key;
         entry->Length = length;
         record->Adjustments.push_back(entry);
         ++record->NumAdjustments;
-        section.Skip(length);
         remainder = static_cast<unsigned short>(remainder - 12 - (length & 0xFFFF));
     }
-    return true;
 }
 
-bool PSDLayers::ReadChannelImageData(LayerSectionCursor& section, std::size_t firstLayer) {
+bool PSDLayers::ReadChannelImageData(PSDBoundedReader& section, std::size_t firstLayer) {
     if (firstLayer >= LayerRecords.size()) return true;
     // The codes of this read follow those of the layers before it, also when
     // an earlier walk found fewer.
     unsigned long start = ChannelStart(static_cast<unsigned short>(firstLayer));
     while (LayerImageData.size() < start) LayerImageData.push_back(AllocateLayerImageData());
 
-    std::vector<const ChannelInfo*> channels;
-    for (std::size_t layer = firstLayer; layer < LayerRecords.size(); ++layer)
-        for (const ChannelInfo* channel : LayerRecords[layer]->Channels) channels.push_back(channel);
-
-    for (std::size_t i = 0; i < channels.size(); ++i) {
-        if (!section.Has(2)) return false;
-        if (!section.Holds(2)) section.SetReadAhead(CodesAhead(channels, i));
-        ChannelImageData* entry = AllocateLayerImageData();
-        LayerImageData.push_back(entry);
-        unsigned short code = 0;
-        section.ReadShort(&code);
-        entry->Compression = code;
-        // The length counts the code just read. A length below 2 moves
-        // back, so the next channel sees those bytes again.
-        unsigned long length = channels[i]->ChannelLength;
-        if (length >= 2) {
-            if (!section.Skip(length - 2)) return false;
-        } else {
-            section.SeekTo(section.Offset() - (2 - length));
+    for (std::size_t layer = firstLayer; layer < LayerRecords.size(); ++layer) {
+        const std::vector<ChannelInfo*>& channels = LayerRecords[layer]->Channels;
+        for (std::size_t c = 0; c < channels.size(); ++c) {
+            unsigned long at = section.FileOffset();
+            unsigned short code = 0;
+            if (!section.ReadShort(&code)) {
+                section.Problem("layer record %lu channel %lu: cut by the end of the layer section",
+                                static_cast<unsigned long>(layer - firstLayer), static_cast<unsigned long>(c));
+                return false;
+            }
+            ChannelImageData* entry = AllocateLayerImageData();
+            LayerImageData.push_back(entry);
+            entry->Compression = code;
+            entry->DataOffset = at;
+            // The length counts the code just read. A length below 2 moves
+            // back, so the next channel sees those bytes again.
+            unsigned long length = channels[c]->ChannelLength;
+            if (length < 2) {
+                section.Problem("layer record %lu channel %lu: a length of %lu leaves no room for its code",
+                                static_cast<unsigned long>(layer - firstLayer), static_cast<unsigned long>(c), length);
+                section.SeekTo(section.Offset() - (2 - length));
+            } else if (!section.Skip(length - 2)) {
+                section.Problem("layer record %lu channel %lu: its %lu bytes run past the layer section",
+                                static_cast<unsigned long>(layer - firstLayer), static_cast<unsigned long>(c), length);
+                return false;
+            }
         }
     }
     return true;
 }
 
-bool PSDLayers::ReadGlobalLayerMask(LayerSectionCursor& section) {
+bool PSDLayers::ReadGlobalLayerMask(PSDBoundedReader& section) {
     // A length word that would cross the end of the section is no length word.
     unsigned long length = 0;
     if (section.Has(4)) section.ReadLong(&length);
     SetGlobalLayerMaskLength(length);
     return length == 0 || section.Skip(length);
 }
+
+void PSDLayers::ReadTaggedBlocks(PSDBoundedReader& section) {
+    for (;;) {
+        // Blocks may stand on 4-byte boundaries, with padding before them.
+        unsigned long pad = 0;
+        while (pad < 4 && section.Has(pad + 12) && !IsBlockSignature(section.Peek(pad + 12) + pad)) ++pad;
+        if (pad == 4 || !section.Has(pad + 12)) return;
+        unsigned long key = 0;
+        unsigned long length = 0;
+        section.Skip(pad + 4);
+        section.ReadLong(&key);
+        section.ReadLong(&length);
+        if ((key == KEY_LAYERS_16 || key == KEY_LAYERS_32) && TaggedLayersOffset == 0) {
+            TaggedLayersOffset = section.FileOffset();
+            TaggedLayersLength = length < section.Remaining() ? length : section.Remaining();
+        }
+        if (!section.Skip(length)) {
+            char name[5];
+            PSDUtil::LongToBuffer(key, name);
+            name[4] = 0;
+            section.Problem("tagged block '%s': its %lu bytes run past the layer section", name, length);
+            return;
+        }
+    }
+}
+
+bool PSDLayers::ReadTaggedLayers(PSDBoundedReader& block) { return ReadLayerInfo(block, false); }
 
 }  // namespace psdkit

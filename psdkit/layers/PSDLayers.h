@@ -9,7 +9,8 @@
 
 namespace psdkit {
 
-class LayerSectionCursor;
+class PSDBoundedReader;
+class PhotoshopFile;
 
 // The layer and mask information section: one record per layer with its
 // channels, blending ranges, mask and additional-information headers, and the
@@ -80,6 +81,8 @@ public:
     // reached that end). False only when the file ends inside the section;
     // the records read so far stay. A second read appends its records.
     bool ReadSection();
+    // The same through a window on the file.
+    bool ReadSection(PSDBoundedReader& file);
 
     // Section level.
     unsigned long GetLayerInfoSize() const { return LayerInfoSize; }
@@ -126,6 +129,8 @@ public:
     unsigned long GetLayerRecordMaskSize(unsigned short layer) const { return Record(layer)->Mask.MaskSize; }
     void SetLayerRecordMaskSize(unsigned long value, unsigned short layer) { Record(layer)->Mask.MaskSize = value; }
     unsigned long GetLayerRecordMaskTop(unsigned short layer) const { return Record(layer)->Mask.MaskTop; }
+    // The whole mask block as read: rectangle, colour, flags and real user mask.
+    const LayerMask* GetLayerRecordMask(unsigned short layer) const { return &Record(layer)->Mask; }
     void SetLayerRecordMaskTop(unsigned long value, unsigned short layer) { Record(layer)->Mask.MaskTop = value; }
     unsigned long GetLayerRecordBlendingLength(unsigned short layer) const { return Record(layer)->BlendingLength; }
     void SetLayerRecordBlendingLength(unsigned long value, unsigned short layer) {
@@ -252,12 +257,23 @@ private:
     PSDLayers& operator=(const PSDLayers&) = delete;
 
     LayerRecord* Record(unsigned short layer) const { return LayerRecords[layer]; }
-    // The steps of the walk; each returns false where the walk ends.
-    bool ReadRecords(LayerSectionCursor& section);
-    bool ReadLayerRecord(LayerSectionCursor& section);
-    bool ReadExtraData(LayerSectionCursor& section, LayerRecord* record);
-    bool ReadChannelImageData(LayerSectionCursor& section, std::size_t firstLayer);
-    bool ReadGlobalLayerMask(LayerSectionCursor& section);
+    friend class PhotoshopFile;
+    // The steps of the walk; each returns false where the walk ends and
+    // writes down why.
+    bool ReadLayerInfo(PSDBoundedReader& section, bool sizeWord);
+    bool ReadLayerRecord(PSDBoundedReader& section, unsigned long index);
+    // The parts of a record's extra data; false when a part does not fit.
+    bool ReadExtraData(PSDBoundedReader& extra, LayerRecord* record, unsigned long index);
+    bool ReadLayerMask(PSDBoundedReader& extra, LayerRecord* record, unsigned short* remainder);
+    bool ReadBlendingRanges(PSDBoundedReader& extra, LayerRecord* record, unsigned short* remainder);
+    bool ReadLayerName(PSDBoundedReader& extra, LayerRecord* record, unsigned short* remainder);
+    bool ReadAdditionalInfo(PSDBoundedReader& extra, LayerRecord* record, unsigned short remainder);
+    bool ReadChannelImageData(PSDBoundedReader& section, std::size_t firstLayer);
+    bool ReadGlobalLayerMask(PSDBoundedReader& section);
+    // Notes where an 'Lr16' or 'Lr32' block lies among the tagged blocks.
+    void ReadTaggedBlocks(PSDBoundedReader& section);
+    // The layer info of such a block: a count, records and channel data.
+    bool ReadTaggedLayers(PSDBoundedReader& block);
     // Index of the first compression entry of a layer in the flat list.
     unsigned long ChannelStart(unsigned short layer) const;
     // The layer's channel counter changed: the starts of the layers behind it
@@ -271,6 +287,9 @@ private:
     unsigned long LayerInfoSize;
     unsigned short LayerCount;
     unsigned long GlobalLayerMaskLength;
+    // File offset and length of the 'Lr16' or 'Lr32' block's data; 0 without one.
+    unsigned long TaggedLayersOffset = 0;
+    unsigned long TaggedLayersLength = 0;
     unsigned short OverlayColorSpace;
     unsigned short ColorComponents[4];
     unsigned short OverlayOpacity;

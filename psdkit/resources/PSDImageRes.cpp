@@ -30,33 +30,41 @@ void PSDImageRes::SetStreams(std::ifstream* input, std::ofstream* output) {
 }
 
 bool PSDImageRes::ReadSection() {
-    char buffer[4];
-    InputStream->read(buffer, 4);
-    if (InputStream->gcount() != 4) {
+    PSDBoundedReader file(InputStream);
+    bool result = ReadSection(file);
+    file.SyncStream();
+    return result;
+}
+
+bool PSDImageRes::ReadSection(PSDBoundedReader& file) {
+    if (!file.ReadLong(&SectionLength)) {
         SectionLength = 0;
+        file.Problem("image resources: the file ends inside the section length");
+        file.Skip(file.Remaining());
         return false;
     }
-    PSDUtil::BufferToLong(buffer, &SectionLength);
     if (SectionLength == 0) return true;
 
-    std::streampos start = InputStream->tellg();
-    unsigned long available = PSDBoundedReader::StreamRemaining(InputStream);
+    // Continue at the end of the section as the length word gives it.
+    PSDBoundedReader section = file.Take(SectionLength);
+    if (section.Clipped())
+        section.Problem("image resources: the section's %lu bytes run past the end of the file", SectionLength);
 
     PSDGenericResourceBlock scratch;
     scratch.SetStreams(InputStream, OutputStream);
-    unsigned long remainder = SectionLength;
-    while (remainder != 0) {
+    unsigned long index = 0;
+    while (section.Remaining() != 0) {
+        unsigned long at = section.FileOffset();
         // A block that runs past the section or the file ends the loop.
-        if (!scratch.ReadResourceBlock(remainder)) break;
-        remainder -= scratch.GetResourceBlockSize();
+        if (!scratch.ReadResourceBlock(section)) {
+            section.Problem("resource block %lu at %lu: does not fit in the image resources section", index, at);
+            break;
+        }
         PSDResourceBlock* block = PopulateResouceBlockObject(&scratch);
         if (block != nullptr) AddResourceBlock(block);
+        ++index;
     }
-
-    // Continue at the end of the section as the length word gives it.
-    InputStream->clear();
-    InputStream->seekg(start + static_cast<std::streamoff>(SectionLength));
-    return SectionLength <= available;
+    return !section.Clipped();
 }
 
 bool PSDImageRes::WriteSection() {

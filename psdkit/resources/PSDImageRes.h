@@ -23,6 +23,8 @@ public:
     // end of the section as its length word gives it. False only when the
     // file ends inside the section.
     bool ReadSection();
+    // The same through a window on the file.
+    bool ReadSection(PSDBoundedReader& file);
     // Writes the length word (the sum of the blocks' sizes) and the blocks.
     bool WriteSection();
 

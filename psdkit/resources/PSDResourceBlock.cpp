@@ -174,50 +174,48 @@ char* PSDResourceBlock::GetIDAsName() const {
 bool PSDResourceBlock::ReadResourceBlock() { return ReadResourceBlock(PSDBoundedReader::UNLIMITED); }
 
 bool PSDResourceBlock::ReadResourceBlock(unsigned long limit) {
+    PSDBoundedReader in(InputStream, limit);
+    bool result = ReadResourceBlock(in);
+    in.SyncStream();
+    return result;
+}
+
+bool PSDResourceBlock::ReadResourceBlock(PSDBoundedReader& in) {
     FreeDataBlock();
     ResourceBlockSize = 0;
     NameLength = 0;
     Name[0] = 0;
 
-    PSDBoundedReader in(InputStream, limit);
-    char signature[4];
-    unsigned char nameLength = 0;
-    if (!in.Read(signature, 4) || !in.ReadShort(&ResourceID) || !in.ReadByte(&nameLength)) {
-        ResourceBlockSize = in.Offset();
+    unsigned long start = in.Offset();
+    auto fail = [&]() {
+        ResourceBlockSize = in.Offset() - start;
         return false;
-    }
+    };
+    unsigned char nameLength = 0;
+    if (!in.Skip(4) || !in.ReadShort(&ResourceID) || !in.ReadByte(&nameLength)) return fail();
     // The length byte and the name together take an even number of bytes.
     unsigned long nameBytes = (nameLength & 1) ? nameLength : nameLength + 1UL;
-    char name[256];
-    if (!in.Read(name, nameBytes)) {
-        ResourceBlockSize = in.Offset();
-        return false;
-    }
+    const char* name = in.Peek(nameBytes);
+    if (name == nullptr) return fail();
     NameLength = nameLength;
     std::memcpy(Name, name, nameLength);
     Name[nameLength] = 0;
+    in.Skip(nameBytes);
 
     unsigned long size = 0;
-    if (!in.ReadLong(&size)) {
-        ResourceBlockSize = in.Offset();
-        return false;
-    }
+    if (!in.ReadLong(&size)) return fail();
     DataBlockSize = size;
     unsigned long padded = size + (size & 1);
     // Nothing is allocated for bytes the window does not hold.
-    if (!in.Has(padded)) {
-        ResourceBlockSize = in.Offset();
-        return false;
-    }
+    if (!in.Has(padded)) return fail();
     if (padded != 0) {
         AllocateDataBlock(padded);
         if (!in.Read(DataBlock, padded)) {
             FreeDataBlock();
-            ResourceBlockSize = in.Offset();
-            return false;
+            return fail();
         }
     }
-    ResourceBlockSize = in.Offset();
+    ResourceBlockSize = in.Offset() - start;
     return true;
 }
 

@@ -7,6 +7,8 @@
 
 namespace psdkit {
 
+class PSDBoundedReader;
+
 // Abstract base of every image resource block: the frame around a payload,
 // the two sizes the section length rests on, and the raw payload.
 class PSDKIT_API PSDResourceBlock {
@@ -112,6 +114,8 @@ public:
     // bytes from the current position or within the file.
     bool ReadResourceBlock();
     bool ReadResourceBlock(unsigned long limit);
+    // The same from a window, which then stands behind the bytes consumed.
+    bool ReadResourceBlock(PSDBoundedReader& in);
 
     // "8BIM", the ID, an empty name and the data block size: 12 bytes.
     void WriteResourceBlockHeader();

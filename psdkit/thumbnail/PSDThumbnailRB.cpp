@@ -100,6 +100,7 @@ void PSDThumbnailRB::ReadDataBlock() {
         !in.ReadShort(&Planes)) {
         // Shorter than the header: nothing is decoded, and the block is
         // written back as it was read.
+        in.Problem("thumbnail: %lu bytes hold no thumbnail header", in.Size());
         ClearFields();
         KeepAsRead = true;
         return;
@@ -108,9 +109,11 @@ void PSDThumbnailRB::ReadDataBlock() {
         // The stream runs past the block: the header stays as stored for the
         // report, there is no stream to hand out, and the block is written
         // back as it was read.
+        in.Problem("thumbnail: its %lu bytes of JPEG data run past the block", CompressedSize);
         KeepAsRead = true;
         return;
     }
+    if (Format > 1) in.Problem("thumbnail: format %lu is neither raw nor JPEG", Format);
     Data = GetDataBlock() + BASE_TN_RESOURCE_SIZE;
 
     const unsigned long payload = CompressedSize + BASE_TN_RESOURCE_SIZE;
