@@ -511,17 +511,10 @@ bool PSDLayers::ReadLayerMask(PSDBoundedReader& extra, LayerRecord* record, unsi
     if (!(block.ReadLong(&mask.MaskLeft) && block.ReadLong(&mask.MaskBottom) && block.ReadLong(&mask.MaskRight) &&
           block.ReadByte(&mask.DefaultColor) && block.ReadByte(&mask.Flags)))
         return true;
-    // With flag bit 4 the mask's parameters follow: a byte of flags, then a
-    // density (1 byte) or a feather (8 bytes) for each flag set.
-    unsigned char parameters = 0;
-    if ((mask.Flags & 0x10) != 0 && block.ReadByte(&parameters)) {
-        const unsigned long sizes[] = {1, 8, 1, 8};
-        for (unsigned bit = 0; bit < 4; ++bit)
-            if ((parameters & (1u << bit)) != 0) block.Skip(sizes[bit]);
-    }
-    // A block of 20 bytes ends in 2 bytes of padding; a longer one holds the
-    // real user mask: its flags, default colour and rectangle.
-    if (block.Remaining() >= 18) {
+    // A block of 20 bytes ends in 2 bytes of padding; one of 36 or more holds
+    // the real user mask next: its flags, default colour and rectangle.
+    // Photoshop writes the mask's parameters (flag bit 4) behind it.
+    if (mask.MaskSize >= 36 && block.Remaining() >= 18) {
         block.ReadByte(&mask.RealFlags);
         block.ReadByte(&mask.RealDefaultColor);
         block.ReadLong(&mask.RealTop);

@@ -214,8 +214,6 @@ public:
     // The type of the record's section divider ('lsct'/'lsdk': 1 open group,
     // 2 closed group, 3 end of a group), 0 when it has none.
     unsigned long GetLayerRecordSectionDividerType(unsigned short layer) const;
-    // The whole mask block as read: rectangles, default colours and flags.
-    const LayerMask& GetLayerRecordMask(unsigned short layer) const { return Record(layer)->Mask; }
 
     // Display texts.
     char* GetLayerRecordBlendModeKeyAsName(unsigned short layer) const;

@@ -243,7 +243,7 @@ LayerRect LayerBounds(const PSDLayers& layers, unsigned short layer) {
 // The rectangle a channel covers: the mask's own for the two mask channels.
 LayerRect ChannelRect(const PSDLayers& layers, unsigned short channel, unsigned short layer) {
     unsigned short id = layers.GetLayerRecordChannelInfoChannelID(channel, layer);
-    const LayerMask& mask = layers.GetLayerRecordMask(layer);
+    const LayerMask& mask = *layers.GetLayerRecordMask(layer);
     if (id == LAYER_CHANNEL_USER_MASK) return LayerRect(mask.MaskTop, mask.MaskLeft, mask.MaskBottom, mask.MaskRight);
     if (id == LAYER_CHANNEL_REAL_USER_MASK)
         return LayerRect(mask.RealTop, mask.RealLeft, mask.RealBottom, mask.RealRight);
@@ -528,7 +528,7 @@ bool PSDPixels::DecodeLayer(PhotoshopFile& doc, unsigned short layer, bool apply
         if (id == LAYER_CHANNEL_TRANSPARENCY && at[colors] < 0) at[colors] = c;
         if (id == LAYER_CHANNEL_USER_MASK && maskAt < 0) maskAt = c;
     }
-    const LayerMask& mask = layers->GetLayerRecordMask(layer);
+    const LayerMask& mask = *layers->GetLayerRecordMask(layer);
     bool withMask = applyUserMask && depth != 1 && (maskAt >= 0 || mask.MaskSize != 0) &&
                     (mask.Flags & MASK_FLAG_DISABLED) == 0;
     unsigned short planes = static_cast<unsigned short>(colors + ((at[colors] >= 0 || withMask) ? 1 : 0));
