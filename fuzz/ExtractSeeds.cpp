@@ -1,5 +1,5 @@
 // psdkit_fuzz_seeds CORPUS_DIR OUT_DIR ($PSDKIT_CORPUS first): fills OUT_DIR/<target>
-// with the corpus files, their resources and layer sections, 1039 and 1036
+// with the corpus files (also for the pixel and layer pixel targets), their resources and layer sections, 1039 and 1036
 // payloads, and the first rows of each composite in the form the codec targets
 // take. A missing corpus leaves the folders empty: the targets start from nothing.
 
@@ -78,7 +78,7 @@ int main(int argc, char** argv) {
     const char* env = std::getenv("PSDKIT_CORPUS");
     std::string corpus = (env != nullptr && *env != 0) ? env : argv[1];
     std::string out = argv[2];
-    const char* kinds[] = {"file", "resources", "icc", "thumbnail", "layers", "pixels", "packbits", "deflate"};
+    const char* kinds[] = {"file", "resources", "icc", "thumbnail", "layers", "pixels", "packbits", "deflate", "layerpix"};
     mkdir(out.c_str(), 0755);
     for (const char* kind : kinds) mkdir((out + "/" + kind).c_str(), 0755);
 
@@ -92,6 +92,7 @@ int main(int argc, char** argv) {
         std::string stem = name.substr(0, name.size() - 4);
         ok &= Save(out + "/file/" + name, bytes, 0, bytes.size());
         ok &= Save(out + "/pixels/" + name, bytes, 0, bytes.size());
+        ok &= Save(out + "/layerpix/" + name, bytes, 0, bytes.size());
         psdwalk::Layout layout = psdwalk::Walk(bytes.data(), bytes.size());
         if (layout.resources.present)
             ok &= Save(out + "/resources/" + stem + ".res", bytes, layout.resources.offset, layout.resources.size);

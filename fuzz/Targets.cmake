@@ -9,7 +9,7 @@ set(PSDKIT_FUZZ_CORPUS ${PROJECT_SOURCE_DIR}/../shared/corpus)
 set(PSDKIT_FUZZ_SEEDS ${CMAKE_BINARY_DIR}/fuzz-seeds)
 
 # A target whose classes are not part of this tree yet is left out.
-set(PSDKIT_FUZZ_TARGETS file resources layers packbits deflate pixels)
+set(PSDKIT_FUZZ_TARGETS file resources layers packbits deflate pixels layerpix)
 if(EXISTS ${PROJECT_SOURCE_DIR}/psdkit/icc/PSDICCProfileRB.h AND EXISTS ${PROJECT_SOURCE_DIR}/psdkit/icc/PSDICCTag.h)
   list(APPEND PSDKIT_FUZZ_TARGETS icc)
 endif()
@@ -19,6 +19,7 @@ endif()
 
 # Name ending of the saved inputs of each target in tests/data/corrupt.
 set(PSDKIT_FUZZ_SUFFIX_file .psd)
+set(PSDKIT_FUZZ_SUFFIX_layerpix .layerpix)
 set(PSDKIT_FUZZ_SUFFIX_resources .res)
 set(PSDKIT_FUZZ_SUFFIX_layers .layers)
 set(PSDKIT_FUZZ_SUFFIX_icc .icc)

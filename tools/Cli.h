@@ -71,6 +71,8 @@ int RunThumbnail(const std::vector<std::string>& args);
 int RunIcc(const std::vector<std::string>& args);
 int RunCheck(const std::vector<std::string>& args);
 int RunExport(const std::vector<std::string>& args);
+// export FILE --layers DIR: every layer as PNG plus a manifest.
+int RunExportLayers(const std::vector<std::string>& args);
 
 }  // namespace cli
 }  // namespace psdkit

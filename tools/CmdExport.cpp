@@ -49,6 +49,8 @@ void KeepGray(unsigned char* data, unsigned long pixels, unsigned from, unsigned
 }  // namespace
 
 int RunExport(const std::vector<std::string>& args) {
+    for (const std::string& arg : args)
+        if (arg == "--layers" || arg == "--layer") return RunExportLayers(args);
     std::vector<std::string> files;
     bool force = false;
     unsigned depth = 0;
