@@ -136,4 +136,9 @@ void BM_DecodeAllLayersAgainstMemcpy(benchmark::State& state) {
 
 }  // namespace
 
-BENCHMARK(BM_DecodeAllLayersAgainstMemcpy)->Arg(0)->Arg(1)->Iterations(2)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DecodeAllLayersAgainstMemcpy)
+    ->Arg(0)
+    ->Arg(1)
+    ->Iterations(2)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);

@@ -78,7 +78,8 @@ int main(int argc, char** argv) {
     const char* env = std::getenv("PSDKIT_CORPUS");
     std::string corpus = (env != nullptr && *env != 0) ? env : argv[1];
     std::string out = argv[2];
-    const char* kinds[] = {"file", "resources", "icc", "thumbnail", "layers", "pixels", "packbits", "deflate", "layerpix"};
+    const char* kinds[] = {"file",   "resources", "icc",     "thumbnail", "layers",
+                           "pixels", "packbits",  "deflate", "layerpix"};
     mkdir(out.c_str(), 0755);
     for (const char* kind : kinds) mkdir((out + "/" + kind).c_str(), 0755);
 

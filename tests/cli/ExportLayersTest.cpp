@@ -99,7 +99,7 @@ TEST(LayerExport, CorpusManifest) {
         const char* key;
         json value;
     } cases[] = {
-        {"ps-rgb8-emoji-name.psd", 0, "name", json("\xF0\x9F\x98\x80")},  // from 'luni'; the Pascal name is '?'
+        {"ps-rgb8-emoji-name.psd", 0, "name", json("\xF0\x9F\x91\xBD")},  // from 'luni'; the Pascal name is '?'
         {"ps-rgb8-emoji-name.psd", 0, "blend_key", json("lddg")},
         {"ps-rgb8-emoji-name.psd", 0, "opacity", json(128)},
         {"ps-rgb8-hidden-layer.psd", 2, "visible", json(false)},
