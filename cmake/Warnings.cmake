@@ -10,8 +10,10 @@ if(PSDKIT_WERROR)
   add_compile_options(-Werror)
 endif()
 if(PSDKIT_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   # GCC's instrumented code gives false maybe-uninitialized warnings.
-  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer
-                      -Wno-maybe-uninitialized)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    add_compile_options(-Wno-maybe-uninitialized)
+  endif()
   add_link_options(-fsanitize=address,undefined -fno-sanitize-recover=all)
 endif()
