@@ -23,6 +23,13 @@ using psdtest::RunResult;
 
 namespace {
 
+#if defined(__SANITIZE_ADDRESS__)
+// AddressSanitizer reserves terabytes of address space: a limit on it cannot run.
+constexpr bool ADDRESS_SPACE_LIMITS = false;
+#else
+constexpr bool ADDRESS_SPACE_LIMITS = true;
+#endif
+
 const char* PYTHON = "/usr/bin/python3";
 
 // Samples interleaved, 8 or 16 bits, kept as numbers.
@@ -293,6 +300,7 @@ TEST(Cli, RefusalsAndFailedWritesLeaveFilesAlone) {
     dir.Write("in/keep.psd", Bytes().str("precious"));
     const std::vector<std::string> inputs = Entries(in);
     for (const Case& c : cases) {
+        if (!ADDRESS_SPACE_LIMITS && c.limits.find("ulimit -v") != std::string::npos) continue;
         std::string args = c.limits;
         for (const std::string& a : c.args) args += " " + a;
         SCOPED_TRACE(args);
