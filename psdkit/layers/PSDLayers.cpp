@@ -576,6 +576,9 @@ bool PSDLayers::ReadAdditionalInfo(PSDBoundedReader& extra, LayerRecord* record,
     // end (a size of 65536 or more), the entries that stand behind it inside
     // the extra data are read as well.
     bool counted = false;
+    // One allocation for the usual handful of entries; each takes 12 bytes
+    // at least.
+    record->Adjustments.reserve(std::min<unsigned long>(extra.Remaining() / 12, 16));
     for (;;) {
         if (remainder == 0) counted = true;
         if (counted && !(extra.Has(12) && IsBlockSignature(extra.Peek(4)))) return true;
