@@ -1,12 +1,11 @@
 #include "psdkit/core/PSDImageData.h"
 
-#include <sys/mman.h>
-
 #include <cstdlib>
 #include <cstring>
 
 #include "psdkit/core/PSDBoundedReader.h"
 #include "psdkit/core/PSDUtil.h"
+#include "psdkit/pixels/PSDPlaneDecoder.h"
 
 namespace psdkit {
 
@@ -15,25 +14,6 @@ PSDKIT_DEFINE_TEXT(COMPRESSION_RLE_STR, "RLE");
 PSDKIT_DEFINE_TEXT(COMPRESSION_ZIP_STR, "ZIP");
 PSDKIT_DEFINE_TEXT(COMPRESSION_ZIP_PREDICTION_STR, "ZIPw/Prediction");
 PSDKIT_DEFINE_TEXT(COMPRESSION_INVALID_STR, "Invalid");
-
-namespace {
-
-const unsigned long HUGE_PAGE = 2UL << 20;
-
-// Fresh memory costs a page fault per 4 KB page; for large images that, not
-// the copy, dominates. A 2 MB-aligned block advised for huge pages faults in
-// 2 MB at a time where the kernel allows it.
-char* AllocateImageMemory(unsigned long length) {
-    if (length < HUGE_PAGE) return static_cast<char*>(std::malloc(length == 0 ? 1 : length));
-    void* memory = nullptr;
-    if (posix_memalign(&memory, HUGE_PAGE, length) != 0) return nullptr;
-#ifdef MADV_HUGEPAGE
-    madvise(memory, length & ~(HUGE_PAGE - 1), MADV_HUGEPAGE);
-#endif
-    return static_cast<char*>(memory);
-}
-
-}  // namespace
 
 PSDImageData::PSDImageData()
     : Compression(COMPRESSION_RAW), ImageDataLength(0), DataBuffer(nullptr), BufferCapacity(0) {}
@@ -54,7 +34,7 @@ bool PSDImageData::ValidateAttributesForWrite() const { return DataBuffer != nul
 
 void PSDImageData::FreeDataBuffer() {
     if (DataBuffer == nullptr) return;
-    std::free(DataBuffer);
+    PSDPlaneDecoder::FreePlaneMemory(DataBuffer);
     DataBuffer = nullptr;
     BufferCapacity = 0;
     ImageDataLength = 0;
@@ -64,7 +44,7 @@ bool PSDImageData::AllocateDataBuffer() {
     unsigned long length = ImageDataLength;
     FreeDataBuffer();
     ImageDataLength = length;
-    DataBuffer = AllocateImageMemory(length);
+    DataBuffer = PSDPlaneDecoder::AllocatePlaneMemory(length);
     if (DataBuffer == nullptr) {
         ImageDataLength = 0;
         return false;

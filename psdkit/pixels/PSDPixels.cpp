@@ -496,23 +496,18 @@ bool PrepareChannel(PhotoshopFile& doc, PSDLayers* layers, unsigned short layer,
 }  // namespace
 
 bool PSDPixels::DecodeLayerChannel(PhotoshopFile& doc, unsigned short layer, unsigned short channel) {
-    Clear();
-    ChannelFile file;
-    ChannelJob job;
-    if (!PrepareChannel(doc, doc.GetLayers(), layer, channel, MaxBytes, file, job, Problems)) return false;
-    if (!AllocatePlanes(1, job.PlaneLength)) return false;
-    Width = job.Width;
-    Height = job.Height;
-    Depth = job.Depth;
-    Mode = doc.GetImageMode();
-    return job.Decode(file, Planes[0], Problems);
+    return DecodeChannelOf(doc, doc.GetLayers(), layer, channel);
 }
 
 bool PSDPixels::DecodeTaggedLayerChannel(PhotoshopFile& doc, unsigned short layer, unsigned short channel) {
+    return DecodeChannelOf(doc, doc.GetTaggedLayers(), layer, channel);
+}
+
+bool PSDPixels::DecodeChannelOf(PhotoshopFile& doc, PSDLayers* layers, unsigned short layer, unsigned short channel) {
     Clear();
     ChannelFile file;
     ChannelJob job;
-    if (!PrepareChannel(doc, doc.GetTaggedLayers(), layer, channel, MaxBytes, file, job, Problems)) return false;
+    if (!PrepareChannel(doc, layers, layer, channel, MaxBytes, file, job, Problems)) return false;
     if (!AllocatePlanes(1, job.PlaneLength)) return false;
     Width = job.Width;
     Height = job.Height;

@@ -9,6 +9,7 @@
 namespace psdkit {
 
 class PhotoshopFile;
+class PSDLayers;
 
 // A decoded image that owns its planes: the composite of a document, one
 // channel of a layer, or a whole layer, at the file's own depth and with
@@ -75,6 +76,8 @@ public:
     void Clear();
 
 private:
+    // One channel of one record of `layers` (the document's or the tagged ones).
+    bool DecodeChannelOf(PhotoshopFile& doc, PSDLayers* layers, unsigned short layer, unsigned short channel);
     // Room for `count` planes of `planeLength` bytes in one block (content
     // undefined), after the ceiling check; false with a problem line when
     // the size overflows, passes the ceiling or cannot be had.
