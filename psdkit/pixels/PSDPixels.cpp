@@ -1,7 +1,6 @@
 #include "psdkit/pixels/PSDPixels.h"
 
-#include <fstream>
-
+#include "psdkit/core/PSDBoundedReader.h"
 #include "psdkit/core/PSDFile.h"
 #include "psdkit/core/PSDUtil.h"
 #include "psdkit/core/PhotoshopFile.h"
@@ -23,39 +22,24 @@ const unsigned long HEADER_LENGTH = 26;
 void ReadFileFacts(const char* fileName, std::vector<char>& colorTable, bool* negativeLayerCount) {
     colorTable.clear();
     *negativeLayerCount = false;
-    if (!fileName) return;
-    std::ifstream in(fileName, std::ios::binary);
-    if (!in) return;
-    in.seekg(0, std::ios::end);
-    std::streamoff size = in.tellg();
-    if (size < static_cast<std::streamoff>(HEADER_LENGTH + 4)) return;
-    in.seekg(HEADER_LENGTH);
-    char word[4];
+    PSDBoundedReader file = PSDBoundedReader::OpenFile(fileName);
     unsigned long length = 0;
-    if (!in.read(word, 4)) return;
-    PSDUtil::BufferToLong(word, &length);
-    unsigned long position = HEADER_LENGTH + 4;
-    if (length > static_cast<unsigned long>(size) - position) return;
+    if (!file.SeekTo(HEADER_LENGTH) || !file.ReadLong(&length) || !file.Has(length)) return;
     colorTable.resize(length);
-    if (!in.read(colorTable.data(), static_cast<std::streamsize>(length))) {
+    if (!file.Read(colorTable.data(), length)) {
         colorTable.clear();
         return;
     }
-    position += length;
     // Image resources, then the layer section's length, the layer info's
     // length and the count.
-    if (!in.read(word, 4)) return;
-    PSDUtil::BufferToLong(word, &length);
-    position += 4;
-    if (length > static_cast<unsigned long>(size) - position) return;
-    in.seekg(static_cast<std::streamoff>(position + length));
-    char layerStart[10];
-    if (!in.read(layerStart, 10)) return;
     unsigned long sectionLength = 0, infoLength = 0;
-    PSDUtil::BufferToLong(layerStart, &sectionLength);
-    PSDUtil::BufferToLong(layerStart + 4, &infoLength);
+    unsigned char countHigh = 0;
+    if (!file.ReadLong(&length) || !file.Skip(length) || !file.Has(10)) return;
+    file.ReadLong(&sectionLength);
+    file.ReadLong(&infoLength);
+    file.ReadByte(&countHigh);
     if (sectionLength < 6 || infoLength < 2) return;
-    *negativeLayerCount = (static_cast<unsigned char>(layerStart[8]) & 0x80) != 0;
+    *negativeLayerCount = (countHigh & 0x80) != 0;
 }
 
 }  // namespace
@@ -279,25 +263,18 @@ std::string LayerName(unsigned short layer) { return "layer " + std::to_string(l
 
 // The open file a layer's channels are read from.
 struct ChannelFile {
-    std::ifstream In;
+    PSDBoundedReader Window = PSDBoundedReader::OpenFile(nullptr);
     unsigned long Size = 0;
     std::vector<char> Scratch;
 
     bool Open(const char* name) {
         if (name == nullptr) return false;
-        In.open(name, std::ios_base::in | std::ios_base::binary);
-        if (!In) return false;
-        In.seekg(0, std::ios_base::end);
-        std::streamoff end = In.tellg();
-        if (end < 0) return false;
-        Size = static_cast<unsigned long>(end);
-        return true;
+        Window = PSDBoundedReader::OpenFile(name);
+        Size = Window.Size();
+        return Size != 0;
     }
     bool ReadAt(unsigned long offset, char* out, unsigned long length) {
-        In.clear();
-        In.seekg(static_cast<std::streamoff>(offset));
-        In.read(out, static_cast<std::streamsize>(length));
-        return In.gcount() == static_cast<std::streamsize>(length);
+        return Window.SeekToFileOffset(offset) && Window.Read(out, length);
     }
 };
 
