@@ -17,6 +17,7 @@
 #include "psdkit/psdkit.h"
 #include "support/TestSupport.h"
 
+using psdtest::Block;
 using psdtest::Bytes;
 using psdtest::RunCli;
 using psdtest::RunResult;
@@ -29,8 +30,6 @@ constexpr bool ADDRESS_SPACE_LIMITS = false;
 #else
 constexpr bool ADDRESS_SPACE_LIMITS = true;
 #endif
-
-const char* PYTHON = "/usr/bin/python3";
 
 // Samples interleaved, 8 or 16 bits, kept as numbers.
 struct Image {
@@ -149,10 +148,6 @@ void ExpectSame(const std::string& bytes, const Image& source, bool exact) {
 // A 2 x 2 RGB file with a raw composite and the given resource blocks.
 Bytes Psd(const Bytes& resources) {
     return psdtest::PsdHeader(3, 2, 2, 8, 3).u32(0).u32(resources.size()).raw(resources).u32(0).u16(0).zeros(12);
-}
-
-Bytes Block(unsigned id, const Bytes& payload) {
-    return Bytes().str("8BIM").u16(id).u16(0).u32(payload.size()).raw(payload).zeros(payload.size() % 2);
 }
 
 // A thumbnail block of one pixel whose stream is `stream`.
@@ -397,13 +392,10 @@ for peer, path, depth in zip(args[0::3], args[1::3], args[2::3]):
 // Pillow (8 bits, no gray with alpha) and ImageMagick, the exported PNG by
 // ImageMagick, each where it is installed.
 TEST(ExportWrite, RoundTripsKeepEverySampleAndPeersReadTheFiles) {
-    auto have = [](const char* module) {
-        return psdtest::RunProgram({PYTHON, "-c", std::string("import ") + module}).exitCode == 0;
-    };
-    const bool havePsdTools = have("psd_tools"), havePillow = have("PIL");
+    const bool havePsdTools = psdtest::HavePythonModule("psd_tools"), havePillow = psdtest::HavePythonModule("PIL");
     const std::string convert = psdtest::HaveProgram("/usr/bin/convert") ? "/usr/bin/convert" : "";
     psdtest::TempDir dir;
-    std::vector<std::string> script = {PYTHON, "-c", PEER_SCRIPT};
+    std::vector<std::string> script = {psdtest::PYTHON, "-c", PEER_SCRIPT};
     std::vector<std::pair<std::string, std::vector<unsigned>>> peers;  // in the script's order
     for (unsigned long channels = 1; channels <= 4; ++channels)
         for (unsigned long depth : {8, 16}) {

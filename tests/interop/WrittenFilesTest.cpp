@@ -8,11 +8,8 @@
 
 namespace {
 
-const char* PYTHON = "/usr/bin/python3";  // Debian's modules are seen by this one
-
-bool HavePythonModule(const std::string& module) {
-    return psdtest::HaveProgram(PYTHON) && psdtest::RunProgram({PYTHON, "-c", "import " + module}).exitCode == 0;
-}
+using psdtest::HavePythonModule;
+using psdtest::PYTHON;
 
 // psd-tools prints the file's facts and whether its pixels are those of argv[2].
 const char* PSD_TOOLS = R"(

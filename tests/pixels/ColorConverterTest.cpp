@@ -37,15 +37,11 @@ struct Image {
         source.Depth = depth;
         source.Mode = mode;
         source.AlphaPlane = alpha;
-        Point();
-    }
-    Image(const Image& other) : planes(other.planes), source(other.source) { Point(); }
-    void Point() {
-        pointers.clear();
         for (const Plane& plane : planes) pointers.push_back(reinterpret_cast<const char*>(plane.data()));
         source.Planes = pointers.data();
         source.NumPlanes = static_cast<unsigned short>(planes.size());
     }
+    Image(const Image&) = delete;  // the pointers are into this one's planes
 };
 
 Plane Float32(std::initializer_list<float> values) {
@@ -73,7 +69,7 @@ struct ModeCase {
 };
 
 TEST(ColorConverter, EachModeToEightBitRgb) {
-    std::vector<ModeCase> cases = {
+    ModeCase cases[] = {
         // 0x1234 / 257 = 18.1; 0xFFFF is white.
         {"gray 16 big-endian", Image(1, 16, 2, 1, {{0x12, 0x34, 0xFF, 0xFF}}), false, {18, 18, 18, 255, 255, 255}},
         // Linear 0.2 is sRGB 0.4845 (124); 0.001 is on the linear toe (3); out of range clamps.
@@ -112,7 +108,7 @@ TEST(ColorConverter, RefusesWhatItCannotConvert) {
     Image indexed(2, 8, 1, 1, {{1}}), depth12(1, 12, 1, 1, {{1, 2}}), cmyk3(4, 8, 1, 1, {{1}, {2}, {3}});
     Image rgb(3, 8, 1, 1, {{1}, {2}, {3}}), nullAlpha(3, 8, 1, 1, {{1}, {2}, {3}, {4}}, 3);
     nullAlpha.pointers[3] = nullptr;
-    Image shortIndexed(indexed);
+    Image shortIndexed(2, 8, 1, 1, {{1}});
     shortIndexed.source.ColorTable = shortTable.data();
     shortIndexed.source.ColorTableLength = shortTable.size();
     std::vector<char> out(64, 0);

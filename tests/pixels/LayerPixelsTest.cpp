@@ -45,11 +45,8 @@ Bytes LayeredFile(const std::vector<Layer>& layers) {
     Bytes info;
     info.u16(static_cast<unsigned>(layers.size()));
     for (const Layer& layer : layers) {
-        info.u32(static_cast<unsigned long>(layer.Top) & 0xFFFFFFFF)
-            .u32(static_cast<unsigned long>(layer.Left) & 0xFFFFFFFF)
-            .u32(static_cast<unsigned long>(layer.Bottom) & 0xFFFFFFFF)
-            .u32(static_cast<unsigned long>(layer.Right) & 0xFFFFFFFF)
-            .u16(static_cast<unsigned>(layer.Channels.size()));
+        for (long edge : {layer.Top, layer.Left, layer.Bottom, layer.Right}) info.u32(static_cast<unsigned long>(edge));
+        info.u16(static_cast<unsigned>(layer.Channels.size()));
         for (const Channel& c : layer.Channels) info.u16(static_cast<unsigned>(c.first) & 0xFFFF).u32(c.second.size());
         Bytes extra = Bytes().u32(layer.Mask.size()).raw(layer.Mask).u32(0).u8(1).str("L").zeros(2);
         info.str("8BIM").str("norm").u8(255).u8(0).u8(0).u8(0).u32(extra.size()).raw(extra);

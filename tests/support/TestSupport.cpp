@@ -1,13 +1,17 @@
 #include "support/TestSupport.h"
 
+#include "psdkit/psdkit.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -46,6 +50,31 @@ Bytes PsdHeader(unsigned channels, unsigned long rows, unsigned long columns, un
     return b;
 }
 
+Bytes Block(unsigned id, const Bytes& payload, const std::string& name, const std::string& signature) {
+    Bytes b = Bytes().str(signature).u16(id).u8(static_cast<unsigned>(name.size())).str(name);
+    return b.zeros(name.size() % 2 ? 0 : 1).u32(payload.size()).raw(payload).zeros(payload.size() % 2);
+}
+
+std::vector<char> WrittenBlock(psdkit::PSDResourceBlock& block) {
+    TempDir dir;
+    std::ofstream out(dir.Path("block.bin"), std::ios_base::binary);
+    block.SetStreams(nullptr, &out);
+    block.WriteResourceBlock();
+    block.SetStreams(nullptr, nullptr);
+    out.close();
+    return ReadFile(dir.Path("block.bin"));
+}
+
+bool ReadBlock(const Bytes& framed, psdkit::PSDResourceBlock* block) {
+    TempDir dir;
+    std::ifstream in(dir.Write("block.bin", framed), std::ios_base::binary);
+    psdkit::PSDGenericResourceBlock raw;
+    raw.SetStreams(&in, nullptr);
+    if (!raw.ReadResourceBlock()) return false;
+    psdkit::PSDResourceBlock::Copy(&raw, block);
+    return true;
+}
+
 TempDir::TempDir() {
     char pattern[] = "/tmp/psdkit-test-XXXXXX";
     char* made = mkdtemp(pattern);
@@ -53,10 +82,8 @@ TempDir::TempDir() {
 }
 
 TempDir::~TempDir() {
-    if (dir != "/tmp") {
-        std::string command = "rm -rf '" + dir + "'";
-        if (std::system(command.c_str()) != 0) std::cerr << "could not remove " << dir << "\n";
-    }
+    std::error_code ignored;
+    if (dir != "/tmp") std::filesystem::remove_all(dir, ignored);
 }
 
 std::string TempDir::Write(const std::string& name, const std::vector<char>& bytes) const {
@@ -108,27 +135,18 @@ struct Sha256 {
             uint32_t s1 = Rotr(w[i - 2], 17) ^ Rotr(w[i - 2], 19) ^ (w[i - 2] >> 10);
             w[i] = w[i - 16] + s0 + w[i - 7] + s1;
         }
-        uint32_t a = h[0], b = h[1], c = h[2], d = h[3], e = h[4], f = h[5], g = h[6], hh = h[7];
+        uint32_t v[8];  // a to h
+        std::copy(h, h + 8, v);
         for (int i = 0; i < 64; ++i) {
-            uint32_t t1 = hh + (Rotr(e, 6) ^ Rotr(e, 11) ^ Rotr(e, 25)) + ((e & f) ^ (~e & g)) + k[i] + w[i];
-            uint32_t t2 = (Rotr(a, 2) ^ Rotr(a, 13) ^ Rotr(a, 22)) + ((a & b) ^ (a & c) ^ (b & c));
-            hh = g;
-            g = f;
-            f = e;
-            e = d + t1;
-            d = c;
-            c = b;
-            b = a;
-            a = t1 + t2;
+            uint32_t t1 = v[7] + (Rotr(v[4], 6) ^ Rotr(v[4], 11) ^ Rotr(v[4], 25)) + ((v[4] & v[5]) ^ (~v[4] & v[6])) +
+                          k[i] + w[i];
+            uint32_t t2 =
+                (Rotr(v[0], 2) ^ Rotr(v[0], 13) ^ Rotr(v[0], 22)) + ((v[0] & v[1]) ^ (v[0] & v[2]) ^ (v[1] & v[2]));
+            std::copy_backward(v, v + 7, v + 8);
+            v[4] += t1;
+            v[0] = t1 + t2;
         }
-        h[0] += a;
-        h[1] += b;
-        h[2] += c;
-        h[3] += d;
-        h[4] += e;
-        h[5] += f;
-        h[6] += g;
-        h[7] += hh;
+        for (int i = 0; i < 8; ++i) h[i] += v[i];
     }
 };
 
@@ -234,6 +252,12 @@ RunResult RunCli(const std::vector<std::string>& args) {
     std::vector<std::string> argv{PSDKIT_CLI_PATH};
     argv.insert(argv.end(), args.begin(), args.end());
     return RunProgram(argv);
+}
+
+const char* const PYTHON = "/usr/bin/python3";
+
+bool HavePythonModule(const std::string& module) {
+    return HaveProgram(PYTHON) && RunProgram({PYTHON, "-c", "import " + module}).exitCode == 0;
 }
 
 bool HaveProgram(const std::string& program) {
