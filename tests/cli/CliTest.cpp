@@ -4,13 +4,13 @@
 // writes: one line of error, no hang, no abort, no raw file bytes on the
 // terminal, nothing written or replaced without --force.
 
-#include <dirent.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <regex>
 #include <sstream>
 
@@ -155,13 +155,12 @@ Bytes Thumbnail(unsigned long format, unsigned long size, const std::vector<char
     return Block(id, Bytes().u32(format).u32(1).u32(1).u32(4).u32(4).u32(size).u16(24).u16(1).raw(stream));
 }
 
+// The names in `dir`, hidden ones too, sorted.
 std::vector<std::string> Entries(const std::string& dir) {
     std::vector<std::string> names;
-    if (DIR* d = opendir(dir.c_str())) {
-        while (dirent* e = readdir(d))
-            if (e->d_name[0] != '.') names.push_back(e->d_name);
-        closedir(d);
-    }
+    std::error_code missing;
+    for (const auto& entry : std::filesystem::directory_iterator(dir, missing))
+        names.push_back(entry.path().filename());
     std::sort(names.begin(), names.end());
     return names;
 }

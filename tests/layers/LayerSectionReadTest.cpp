@@ -189,9 +189,8 @@ TEST_F(LayerSectionRead, MaskOfThirtySixBytes) {
 }
 
 std::string FourChars(unsigned long value) {
-    std::string s;
-    for (int shift = 24; shift >= 0; shift -= 8) s += static_cast<char>((value >> shift) & 0xFF);
-    return s;
+    const std::vector<char> b = Bytes().u32(value).data;
+    return std::string(b.begin(), b.end());
 }
 
 // The facts give names as latin-1 decoded text.

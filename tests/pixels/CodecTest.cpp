@@ -108,17 +108,16 @@ TEST(Deflate, InflatesExactlyTheAskedSizeOrFails) {
     twice.insert(twice.end(), plane.begin(), plane.end());
     ASSERT_TRUE(PSDDeflate::Deflate(zeros.data(), zeros.size(), bomb));
     ASSERT_TRUE(PSDDeflate::Deflate(twice.data(), twice.size(), longStream));
-    std::vector<char> corrupt(stream);
-    corrupt[corrupt.size() / 2] ^= 0x55;
-    corrupt[corrupt.size() / 2 + 1] ^= 0x55;
     const struct {
         const char* what;
         std::vector<char> in;
         bool ok;
     } cases[] = {
-        {"whole", stream, true},           {"truncated", std::vector<char>(stream.begin(), stream.end() - 10), false},
-        {"corrupt", corrupt, false},       {"inflates to twice the plane", longStream, false},
-        {"inflates to 4 MB", bomb, false}, {"empty", {}, false},
+        {"whole", stream, true},
+        {"truncated", std::vector<char>(stream.begin(), stream.end() - 10), false},
+        {"inflates to twice the plane", longStream, false},
+        {"inflates to 4 MB", bomb, false},
+        {"empty", {}, false},
         {"not zlib", plane, false},
     };
     for (const auto& c : cases) {

@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -111,64 +110,11 @@ std::string CaptureStdout(const std::function<void()>& body) {
     return captured.str();
 }
 
-namespace {
-
-// SHA-256 (FIPS 180-4), enough for comparing image data with the corpus facts.
-struct Sha256 {
-    uint32_t h[8] = {0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a, 0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19};
-    static uint32_t Rotr(uint32_t x, int n) { return (x >> n) | (x << (32 - n)); }
-    void Block(const unsigned char* p) {
-        static const uint32_t k[64] = {
-            0x428a2f98, 0x71374491, 0xb5c0fbcf, 0xe9b5dba5, 0x3956c25b, 0x59f111f1, 0x923f82a4, 0xab1c5ed5,
-            0xd807aa98, 0x12835b01, 0x243185be, 0x550c7dc3, 0x72be5d74, 0x80deb1fe, 0x9bdc06a7, 0xc19bf174,
-            0xe49b69c1, 0xefbe4786, 0x0fc19dc6, 0x240ca1cc, 0x2de92c6f, 0x4a7484aa, 0x5cb0a9dc, 0x76f988da,
-            0x983e5152, 0xa831c66d, 0xb00327c8, 0xbf597fc7, 0xc6e00bf3, 0xd5a79147, 0x06ca6351, 0x14292967,
-            0x27b70a85, 0x2e1b2138, 0x4d2c6dfc, 0x53380d13, 0x650a7354, 0x766a0abb, 0x81c2c92e, 0x92722c85,
-            0xa2bfe8a1, 0xa81a664b, 0xc24b8b70, 0xc76c51a3, 0xd192e819, 0xd6990624, 0xf40e3585, 0x106aa070,
-            0x19a4c116, 0x1e376c08, 0x2748774c, 0x34b0bcb5, 0x391c0cb3, 0x4ed8aa4a, 0x5b9cca4f, 0x682e6ff3,
-            0x748f82ee, 0x78a5636f, 0x84c87814, 0x8cc70208, 0x90befffa, 0xa4506ceb, 0xbef9a3f7, 0xc67178f2};
-        uint32_t w[64];
-        for (int i = 0; i < 16; ++i)
-            w[i] = uint32_t(p[4 * i]) << 24 | uint32_t(p[4 * i + 1]) << 16 | uint32_t(p[4 * i + 2]) << 8 | p[4 * i + 3];
-        for (int i = 16; i < 64; ++i) {
-            uint32_t s0 = Rotr(w[i - 15], 7) ^ Rotr(w[i - 15], 18) ^ (w[i - 15] >> 3);
-            uint32_t s1 = Rotr(w[i - 2], 17) ^ Rotr(w[i - 2], 19) ^ (w[i - 2] >> 10);
-            w[i] = w[i - 16] + s0 + w[i - 7] + s1;
-        }
-        uint32_t v[8];  // a to h
-        std::copy(h, h + 8, v);
-        for (int i = 0; i < 64; ++i) {
-            uint32_t t1 = v[7] + (Rotr(v[4], 6) ^ Rotr(v[4], 11) ^ Rotr(v[4], 25)) + ((v[4] & v[5]) ^ (~v[4] & v[6])) +
-                          k[i] + w[i];
-            uint32_t t2 =
-                (Rotr(v[0], 2) ^ Rotr(v[0], 13) ^ Rotr(v[0], 22)) + ((v[0] & v[1]) ^ (v[0] & v[2]) ^ (v[1] & v[2]));
-            std::copy_backward(v, v + 7, v + 8);
-            v[4] += t1;
-            v[0] = t1 + t2;
-        }
-        for (int i = 0; i < 8; ++i) h[i] += v[i];
-    }
-};
-
-}  // namespace
-
+// coreutils' sha256sum, enough for comparing image data with the corpus facts.
 std::string Sha256Hex(const char* data, std::size_t length) {
-    Sha256 sha;
-    const unsigned char* p = reinterpret_cast<const unsigned char*>(data);
-    std::size_t full = length / 64 * 64;
-    for (std::size_t i = 0; i < full; i += 64) sha.Block(p + i);
-    unsigned char tail[128] = {0};
-    std::size_t rest = length - full;
-    if (rest) std::memcpy(tail, p + full, rest);
-    tail[rest] = 0x80;
-    std::size_t tailLength = rest + 9 <= 64 ? 64 : 128;
-    uint64_t bits = uint64_t(length) * 8;
-    for (int i = 0; i < 8; ++i) tail[tailLength - 1 - i] = static_cast<unsigned char>(bits >> (8 * i));
-    sha.Block(tail);
-    if (tailLength == 128) sha.Block(tail + 64);
-    char out[65];
-    for (int i = 0; i < 8; ++i) std::snprintf(out + 8 * i, 9, "%08x", sha.h[i]);
-    return std::string(out, 64);
+    TempDir dir;
+    const std::string out = RunProgram({"sha256sum", dir.Write("data", std::vector<char>(data, data + length))}).out;
+    return out.substr(0, std::min<std::size_t>(out.size(), 64));
 }
 
 std::string Hex(const char* data, std::size_t length) {
@@ -261,13 +207,7 @@ bool HavePythonModule(const std::string& module) {
 }
 
 bool HaveProgram(const std::string& program) {
-    if (program.find('/') != std::string::npos) return access(program.c_str(), X_OK) == 0;
-    const char* path = std::getenv("PATH");
-    std::stringstream dirs(path ? path : "/usr/bin:/bin");
-    std::string dir;
-    while (std::getline(dirs, dir, ':'))
-        if (!dir.empty() && access((dir + "/" + program).c_str(), X_OK) == 0) return true;
-    return false;
+    return RunProgram({"/bin/sh", "-c", "command -v \"$0\"", program}).exitCode == 0;
 }
 
 }  // namespace psdtest

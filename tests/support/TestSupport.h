@@ -64,7 +64,7 @@ bool FileExists(const std::string& path);
 // Runs `body` and returns what it printed on std::cout.
 std::string CaptureStdout(const std::function<void()>& body);
 
-std::string Sha256Hex(const char* data, std::size_t length);
+std::string Sha256Hex(const char* data, std::size_t length);  // by sha256sum
 std::string Hex(const char* data, std::size_t length);
 
 // The shared corpus: ../shared/corpus beside the project, or $PSDKIT_CORPUS.
