@@ -212,12 +212,10 @@ TEST(Cli, InfoListsEverythingAndEscapesTheFilesText) {
                                 "      [0] 'luni' (unicode layer name), length 12\n"
                                 "      [1] 'lsct' (Unknown), length 4\n"
                                 "  Global layer mask length: 0\nImage data:\n";
-    for (const std::string& text :
-         {std::string("Width: 2"), std::string("Height: 1"), std::string("Channels: 3"), std::string("Depth: 8"),
-          std::string("Mode: 3 (RGB)"), std::string("Color mode data: 0 bytes"), std::string(" bytes, 2 blocks\n"),
-          std::string("(ID 3000), data size 2, name \"ab\"\n"), std::string("      00000000: 63 64"),
-          std::string("evil\\x1B]0;owned\\x07\\x1B[2J\\x9B31m"), listing, std::string("Compression: 0 (Raw)"),
-          std::string("Length: 6 bytes")})
+    for (const std::string& text : std::vector<std::string>{
+             "Width: 2", "Height: 1", "Channels: 3", "Depth: 8", "Mode: 3 (RGB)", "Color mode data: 0 bytes",
+             " bytes, 2 blocks\n", "(ID 3000), data size 2, name \"ab\"\n", "      00000000: 63 64",
+             "evil\\x1B]0;owned\\x07\\x1B[2J\\x9B31m", listing, "Compression: 0 (Raw)", "Length: 6 bytes"})
         EXPECT_NE(result.out.find(text), std::string::npos) << text << "\n" << result.out;
     for (char c : result.out) {
         unsigned char u = static_cast<unsigned char>(c);

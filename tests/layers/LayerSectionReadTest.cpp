@@ -121,16 +121,20 @@ TEST_F(LayerSectionRead, ARecordEndsWhereItsExtraDataEnds) {
         Bytes extra;
         std::string name;
         unsigned short entries;
-        unsigned long maskTop = 0;
+        std::size_t maskFields = 0;    // of MASK, the rest 0
         unsigned long storedSize = 0;  // 0: the size of `extra`
     };
+    // Rectangle, colour 255, flags 1, then the real user mask's flags 4, colour 0 and rectangle.
+    const std::vector<unsigned long> MASK = {1, 2, 3, 4, 255, 1, 4, 0, 5, 6, 7, 8};
     std::vector<Case> cases;
-    for (unsigned long size : {0ul, 3ul, 20ul}) {
-        Bytes mask = Bytes().u32(0x11223344).zeros(16);
+    for (unsigned long size : {0ul, 3ul, 20ul, 36ul}) {
+        Bytes mask = Bytes().u32(1).u32(2).u32(3).u32(4).u8(255).u8(1).u8(4).u8(0).u32(5).u32(6).u32(7).u32(8);
         mask.data.resize(size);
         cases.push_back({"mask size " + std::to_string(size),
                          Bytes().u32(size).raw(mask).u32(0).raw(Name("m")).raw(Entry("lyid", 4)), "m", 1,
-                         size == 20 ? 0x11223344ul : 0ul});
+                         size < 20    ? 0u
+                         : size == 20 ? 6u
+                                      : 12u});
     }
     for (std::size_t length : {0u, 3u, 4u, 255u}) {
         std::string name;
@@ -163,29 +167,19 @@ TEST_F(LayerSectionRead, ARecordEndsWhereItsExtraDataEnds) {
         EXPECT_EQ(layers.GetLayerRecordExtraDataSize(0), c.storedSize != 0 ? c.storedSize : c.extra.size());
         EXPECT_EQ(std::string(layers.GetLayerRecordLayerName(0)), c.name);
         EXPECT_EQ(layers.GetLayerRecordNumAdjustments(0), c.entries);
-        EXPECT_EQ(layers.GetLayerRecordMaskTop(0), c.maskTop);
+        const psdkit::LayerMask& m = layers.GetLayerRecordMask(0);
+        std::vector<unsigned long> mask(MASK.begin(), MASK.begin() + c.maskFields);
+        mask.resize(12, 0);
+        EXPECT_EQ(std::vector<unsigned long>({m.MaskTop, m.MaskLeft, m.MaskBottom, m.MaskRight, m.DefaultColor, m.Flags,
+                                              m.RealFlags, m.RealDefaultColor, m.RealTop, m.RealLeft, m.RealBottom,
+                                              m.RealRight}),
+                  mask);
         EXPECT_EQ(layers.GetLayerRecordImageDataCompression(0, 0), 1);
         EXPECT_EQ(layers.GetLayerRecordLayerTop(1), 7u);
         EXPECT_STREQ(layers.GetLayerRecordLayerName(1), "next");
         EXPECT_EQ(layers.GetLayerRecordImageDataCompression(0, 1), 2);
         EXPECT_EQ(Next(), "TAIL");
     }
-}
-
-// The unicode names, section dividers and channel data offsets are checked
-// on the corpus (the tool's layer export, the corpus pixels).
-TEST_F(LayerSectionRead, MaskOfThirtySixBytes) {
-    // Rectangle, colour 255, flags 1, the real user mask's flags 4, colour 0 and rectangle.
-    Bytes mask = Bytes().u32(36).u32(1).u32(2).u32(3).u32(4).u8(255).u8(1).u8(4).u8(0).u32(5).u32(6).u32(7).u32(8);
-    PSDLayers layers;
-    ASSERT_TRUE(
-        Read(LayerSection(1, {Record(0, {{0, 2}}, Bytes(mask).u32(0).raw(Name("n")))}, ChannelData(1, 2)), layers));
-    const psdkit::LayerMask* m = &layers.GetLayerRecordMask(0);
-    EXPECT_EQ(std::vector<unsigned long>({m->MaskTop, m->MaskLeft, m->MaskBottom, m->MaskRight, m->DefaultColor,
-                                          m->Flags, m->RealFlags, m->RealDefaultColor, m->RealTop, m->RealLeft,
-                                          m->RealBottom, m->RealRight}),
-              std::vector<unsigned long>({1, 2, 3, 4, 255, 1, 4, 0, 5, 6, 7, 8}));
-    EXPECT_EQ(Next(), "TAIL");
 }
 
 std::string FourChars(unsigned long value) {

@@ -63,11 +63,7 @@ std::vector<unsigned char> Plane(const PSDPixels& pixels, unsigned short i = 0) 
     return p == nullptr ? std::vector<unsigned char>() : std::vector<unsigned char>(p, p + pixels.GetPlaneLength());
 }
 
-std::string Problems(const PSDPixels& pixels) {
-    std::string all;
-    for (unsigned long i = 0; i < pixels.GetNumProblems(); ++i) all += std::string(pixels.GetProblem(i)) + "\n";
-    return all;
-}
+std::string Problems(const PSDPixels& pixels) { return pixels.GetNumProblems() ? pixels.GetProblem(0) : ""; }
 
 // Damaged layers: the call says false, nothing beyond the ceiling or the
 // file's backing is allocated, and what can be decoded is there.

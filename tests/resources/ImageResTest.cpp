@@ -215,11 +215,6 @@ TEST(ResourceBlockClasses, DecodeReportAndWrite) {
         // An odd last byte is dropped, and the sizes follow the list.
         Read(1026, Bytes().u16(7).u16(9).u8(1), " 1026 - Layers Group Info\nNum Layers:2\nLayer 0:7\nLayer 1:9\n",
              HexOf(Header(1026, 4).u16(7).u16(9))),
-        // The print flags report names each payload byte.
-        Read(1011, Bytes().u8(1).u8(0x80).u8(1).u8(1).u8(0).u8(1).u8(1).u8(1).u8(2),
-             " 1011 - Print Flags\nLabels: - True\nCorner Crop Marks: - False\nUnknown: - True\nRegistration Marks: - "
-             "True\n"
-             "Negative: - False\nUnknown: - True\nUnknown: - True\nCation: - True\nUnknown: - True\n"),
         Read(10000, Bytes().u8(0).u8(1).u8(1).u8(0).u8(0).u8(0).u8(1).u8(2).u8(0).u8(0x48),
              "10000 - Print Flags Info\nCenterCropMarks:True\nBleed Width Value:258\nBleed Width Scale:72\n"),
         // Not decoded: the ID text and the size.
