@@ -152,28 +152,13 @@ const nlohmann::json* CorpusFile(const std::string& name) {
 
 std::string CorpusPath(const std::string& name) { return CorpusDir() + "/" + name; }
 
-namespace {
-
-std::string ReadAll(int fd) {
-    std::string s;
-    char buffer[65536];
-    ssize_t n;
-    while ((n = read(fd, buffer, sizeof buffer)) > 0) s.append(buffer, static_cast<std::size_t>(n));
-    return s;
-}
-
-}  // namespace
-
 RunResult RunProgram(const std::vector<std::string>& argv) {
-    RunResult result;
-    char outName[] = "/tmp/psdkit-run-out-XXXXXX";
-    char errName[] = "/tmp/psdkit-run-err-XXXXXX";
-    int outFd = mkstemp(outName);
-    int errFd = mkstemp(errName);
+    TempDir dir;
+    const std::string outName = dir.Path("out"), errName = dir.Path("err");
     pid_t pid = fork();
     if (pid == 0) {
-        dup2(outFd, 1);
-        dup2(errFd, 2);
+        dup2(open(outName.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);
+        dup2(open(errName.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
         std::vector<char*> args;
         for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
         args.push_back(nullptr);
@@ -182,16 +167,9 @@ RunResult RunProgram(const std::vector<std::string>& argv) {
     }
     int status = 0;
     waitpid(pid, &status, 0);
-    result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    lseek(outFd, 0, SEEK_SET);
-    lseek(errFd, 0, SEEK_SET);
-    result.out = ReadAll(outFd);
-    result.err = ReadAll(errFd);
-    close(outFd);
-    close(errFd);
-    unlink(outName);
-    unlink(errName);
-    return result;
+    const std::vector<char> out = ReadFile(outName), err = ReadFile(errName);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), std::string(out.begin(), out.end()),
+            std::string(err.begin(), err.end())};
 }
 
 RunResult RunCli(const std::vector<std::string>& args) {
