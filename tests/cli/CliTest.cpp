@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <regex>
 #include <sstream>
 
@@ -106,16 +107,10 @@ Image ReadNetpbm(const std::string& text) {
     unsigned long maxval = 0;
     in >> magic;
     if (magic == "P7") {
-        while (in >> key && key != "ENDHDR") {
-            if (key == "TUPLTYPE") {
-                in >> key;
-                continue;
-            }
-            in >> (key == "WIDTH"    ? image.width
-                   : key == "HEIGHT" ? image.height
-                   : key == "DEPTH"  ? image.channels
-                                     : maxval);
-        }
+        std::map<std::string, std::string> field;  // WIDTH, HEIGHT, DEPTH, MAXVAL, TUPLTYPE
+        while (in >> key && key != "ENDHDR") in >> field[key];
+        image.width = std::stoul("0" + field["WIDTH"]), image.height = std::stoul("0" + field["HEIGHT"]);
+        image.channels = std::stoul("0" + field["DEPTH"]), maxval = std::stoul("0" + field["MAXVAL"]);
     } else if (magic == "P5" || magic == "P6") {
         in >> image.width >> image.height >> maxval;
         image.channels = magic == "P6" ? 3 : 1;

@@ -12,10 +12,10 @@ using namespace psdkit;
 
 namespace {
 
-std::vector<char> Planes(unsigned long width, unsigned long height) {
-    std::vector<char> planes(3 * width * height);
-    for (std::size_t i = 0; i < planes.size(); ++i) planes[i] = static_cast<char>(i * 7 + i / 13);
-    return planes;
+std::vector<char> Samples(std::size_t length) {
+    std::vector<char> samples(length);
+    for (std::size_t i = 0; i < length; ++i) samples[i] = static_cast<char>(i * 7 + i / 13);
+    return samples;
 }
 
 // Opens `path`, sets the attributes, the compression and `data`, commits.
@@ -45,7 +45,7 @@ std::vector<unsigned short> Ids(PhotoshopFile& document) {
 TEST(PhotoshopFile, WrittenFileReadsBackUnchanged) {
     psdtest::TempDir dir;
     const std::string path = dir.Path("round.psd");
-    std::vector<char> data = Planes(30, 20);
+    std::vector<char> data = Samples(3 * 30 * 20);
     PhotoshopFile document;
     ASSERT_TRUE(Commit(&document, path, 30, 20, data, PSDImageData::COMPRESSION_RLE));
     PhotoshopFile back;
@@ -125,8 +125,7 @@ TEST(Commit, AttachesResolutionThumbnailAndProfileInThisOrder) {
         SCOPED_TRACE(std::to_string(c.width) + "x" + std::to_string(c.height) + " mode " + std::to_string(c.mode) +
                      "/" + std::to_string(c.depth) + (c.rle ? " RLE " : " raw ") + std::to_string(c.keep));
         const unsigned long plane = c.width * c.height * c.depth / 8;
-        std::vector<char> samples(plane * c.channels), data;
-        for (std::size_t i = 0; i < samples.size(); ++i) samples[i] = static_cast<char>(i / 7);
+        std::vector<char> samples = Samples(plane * c.channels), data;
         std::vector<const char*> planes;
         for (unsigned short p = 0; p < c.channels; ++p) planes.push_back(samples.data() + p * plane);
         if (!c.rle) data = samples;
