@@ -261,6 +261,7 @@ TEST(Cli, RefusalsAndFailedWritesLeaveFilesAlone) {
         {{"write", out, "--from", ppm, "--compression", "zip"}, -1, ""},
         {{"demo", keep, "--force"}, 1, "", disk + "2"},
         {{"export", source, keep}, -1, ""},
+        {{"export", source, out + ".pam"}, 1, "", disk + "2"},
         {{"export", source, out + ".pgm"}, -1, ""},  // an RGB document is no PGM
         {{"export", source, out + ".png", "--depth", "12"}, -1, ""},
         {{"export", source, "/dev/null", "--force"}, -1, ""},
