@@ -4,19 +4,21 @@
 // writes: one line of error, no hang, no abort, no raw file bytes on the
 // terminal, nothing written or replaced without --force.
 
-#include <dirent.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
+#include <map>
 #include <regex>
 #include <sstream>
 
 #include "psdkit/psdkit.h"
 #include "support/TestSupport.h"
 
+using psdtest::Block;
 using psdtest::Bytes;
 using psdtest::RunCli;
 using psdtest::RunResult;
@@ -29,8 +31,6 @@ constexpr bool ADDRESS_SPACE_LIMITS = false;
 #else
 constexpr bool ADDRESS_SPACE_LIMITS = true;
 #endif
-
-const char* PYTHON = "/usr/bin/python3";
 
 // Samples interleaved, 8 or 16 bits, kept as numbers.
 struct Image {
@@ -107,16 +107,10 @@ Image ReadNetpbm(const std::string& text) {
     unsigned long maxval = 0;
     in >> magic;
     if (magic == "P7") {
-        while (in >> key && key != "ENDHDR") {
-            if (key == "TUPLTYPE") {
-                in >> key;
-                continue;
-            }
-            in >> (key == "WIDTH"    ? image.width
-                   : key == "HEIGHT" ? image.height
-                   : key == "DEPTH"  ? image.channels
-                                     : maxval);
-        }
+        std::map<std::string, std::string> field;  // WIDTH, HEIGHT, DEPTH, MAXVAL, TUPLTYPE
+        while (in >> key && key != "ENDHDR") in >> field[key];
+        image.width = std::stoul("0" + field["WIDTH"]), image.height = std::stoul("0" + field["HEIGHT"]);
+        image.channels = std::stoul("0" + field["DEPTH"]), maxval = std::stoul("0" + field["MAXVAL"]);
     } else if (magic == "P5" || magic == "P6") {
         in >> image.width >> image.height >> maxval;
         image.channels = magic == "P6" ? 3 : 1;
@@ -151,22 +145,17 @@ Bytes Psd(const Bytes& resources) {
     return psdtest::PsdHeader(3, 2, 2, 8, 3).u32(0).u32(resources.size()).raw(resources).u32(0).u16(0).zeros(12);
 }
 
-Bytes Block(unsigned id, const Bytes& payload) {
-    return Bytes().str("8BIM").u16(id).u16(0).u32(payload.size()).raw(payload).zeros(payload.size() % 2);
-}
-
 // A thumbnail block of one pixel whose stream is `stream`.
 Bytes Thumbnail(unsigned long format, unsigned long size, const std::vector<char>& stream, unsigned id = 1036) {
     return Block(id, Bytes().u32(format).u32(1).u32(1).u32(4).u32(4).u32(size).u16(24).u16(1).raw(stream));
 }
 
+// The names in `dir`, hidden ones too, sorted.
 std::vector<std::string> Entries(const std::string& dir) {
     std::vector<std::string> names;
-    if (DIR* d = opendir(dir.c_str())) {
-        while (dirent* e = readdir(d))
-            if (e->d_name[0] != '.') names.push_back(e->d_name);
-        closedir(d);
-    }
+    std::error_code missing;
+    for (const auto& entry : std::filesystem::directory_iterator(dir, missing))
+        names.push_back(entry.path().filename());
     std::sort(names.begin(), names.end());
     return names;
 }
@@ -218,12 +207,10 @@ TEST(Cli, InfoListsEverythingAndEscapesTheFilesText) {
                                 "      [0] 'luni' (unicode layer name), length 12\n"
                                 "      [1] 'lsct' (Unknown), length 4\n"
                                 "  Global layer mask length: 0\nImage data:\n";
-    for (const std::string& text :
-         {std::string("Width: 2"), std::string("Height: 1"), std::string("Channels: 3"), std::string("Depth: 8"),
-          std::string("Mode: 3 (RGB)"), std::string("Color mode data: 0 bytes"), std::string(" bytes, 2 blocks\n"),
-          std::string("(ID 3000), data size 2, name \"ab\"\n"), std::string("      00000000: 63 64"),
-          std::string("evil\\x1B]0;owned\\x07\\x1B[2J\\x9B31m"), listing, std::string("Compression: 0 (Raw)"),
-          std::string("Length: 6 bytes")})
+    for (const std::string& text : std::vector<std::string>{
+             "Width: 2", "Height: 1", "Channels: 3", "Depth: 8", "Mode: 3 (RGB)", "Color mode data: 0 bytes",
+             " bytes, 2 blocks\n", "(ID 3000), data size 2, name \"ab\"\n", "      00000000: 63 64",
+             "evil\\x1B]0;owned\\x07\\x1B[2J\\x9B31m", listing, "Compression: 0 (Raw)", "Length: 6 bytes"})
         EXPECT_NE(result.out.find(text), std::string::npos) << text << "\n" << result.out;
     for (char c : result.out) {
         unsigned char u = static_cast<unsigned char>(c);
@@ -274,6 +261,7 @@ TEST(Cli, RefusalsAndFailedWritesLeaveFilesAlone) {
         {{"write", out, "--from", ppm, "--compression", "zip"}, -1, ""},
         {{"demo", keep, "--force"}, 1, "", disk + "2"},
         {{"export", source, keep}, -1, ""},
+        {{"export", source, out + ".pam"}, 1, "", disk + "2"},
         {{"export", source, out + ".pgm"}, -1, ""},  // an RGB document is no PGM
         {{"export", source, out + ".png", "--depth", "12"}, -1, ""},
         {{"export", source, "/dev/null", "--force"}, -1, ""},
@@ -397,13 +385,10 @@ for peer, path, depth in zip(args[0::3], args[1::3], args[2::3]):
 // Pillow (8 bits, no gray with alpha) and ImageMagick, the exported PNG by
 // ImageMagick, each where it is installed.
 TEST(ExportWrite, RoundTripsKeepEverySampleAndPeersReadTheFiles) {
-    auto have = [](const char* module) {
-        return psdtest::RunProgram({PYTHON, "-c", std::string("import ") + module}).exitCode == 0;
-    };
-    const bool havePsdTools = have("psd_tools"), havePillow = have("PIL");
+    const bool havePsdTools = psdtest::HavePythonModule("psd_tools"), havePillow = psdtest::HavePythonModule("PIL");
     const std::string convert = psdtest::HaveProgram("/usr/bin/convert") ? "/usr/bin/convert" : "";
     psdtest::TempDir dir;
-    std::vector<std::string> script = {PYTHON, "-c", PEER_SCRIPT};
+    std::vector<std::string> script = {psdtest::PYTHON, "-c", PEER_SCRIPT};
     std::vector<std::pair<std::string, std::vector<unsigned>>> peers;  // in the script's order
     for (unsigned long channels = 1; channels <= 4; ++channels)
         for (unsigned long depth : {8, 16}) {

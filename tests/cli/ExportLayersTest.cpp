@@ -32,7 +32,8 @@ TEST(LayerExport, ImageMagickLayersComeBackAsGiven) {
         {{"-size", "6x4", "pattern:checkerboard"}, 0, 0},
     };
     std::vector<std::string> command = {"convert", "-size", "10x8",  "xc:rgb(10,20,30)",
-                                        "-depth",  "8",     "-type", "TrueColor"};
+                                        "-depth",  "8",     "-type", "TrueColor"},
+                             given;
     for (std::size_t i = 0; i < 3; ++i) {
         std::vector<std::string> make = {"convert"};
         make.insert(make.end(), sources[i].make.begin(), sources[i].make.end());
@@ -41,13 +42,12 @@ TEST(LayerExport, ImageMagickLayersComeBackAsGiven) {
         // layers of an RGB file, which its own reader then refuses.
         make.insert(make.end(), {"-depth", "8", (i == 1 ? "PNG32:" : "PNG24:") + png});
         ASSERT_EQ(psdtest::RunProgram(make).exitCode, 0);
+        given.push_back(RgbaOf(png));
         command.insert(
             command.end(),
             {"(", png, "-repage", "+" + std::to_string(sources[i].left) + "+" + std::to_string(sources[i].top), ")"});
     }
     command.insert(command.end(), {"-depth", "8", "-compress"});
-    std::vector<std::string> given;
-    for (std::size_t i = 0; i < 3; ++i) given.push_back(RgbaOf(dir.Path("in" + std::to_string(i) + ".png")));
 
     // Raw channels are left to the tests above: ImageMagick is slow to start.
     for (const char* compression : {"Zip", "RLE"}) {

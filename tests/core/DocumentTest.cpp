@@ -1,9 +1,10 @@
 // Whole documents through PhotoshopFile: writing with the resources every
-// commit attaches, reading back, bad input.
+// commit attaches, reading back, bad headers and sections.
 
 #include <cstring>
 #include <vector>
 
+#include "psdkit/pixels/PSDPlaneEncoder.h"
 #include "psdkit/psdkit.h"
 #include "support/TestSupport.h"
 
@@ -11,16 +12,20 @@ using namespace psdkit;
 
 namespace {
 
-std::vector<char> Planes(unsigned long width, unsigned long height) {
-    std::vector<char> planes(3 * width * height);
-    for (std::size_t i = 0; i < planes.size(); ++i) planes[i] = static_cast<char>(i * 7 + i / 13);
-    return planes;
+std::vector<char> Samples(std::size_t length) {
+    std::vector<char> samples(length);
+    for (std::size_t i = 0; i < length; ++i) samples[i] = static_cast<char>(i * 7 + i / 13);
+    return samples;
 }
 
-// Opens `path`, sets the size, the compression and `data`, commits.
+// Opens `path`, sets the attributes, the compression and `data`, commits.
 bool Commit(PhotoshopFile* document, const std::string& path, unsigned long width, unsigned long height,
-            const std::vector<char>& data, unsigned short compression = 0) {
+            const std::vector<char>& data, unsigned short compression = 0, unsigned short channels = 3,
+            unsigned short depth = 8, unsigned short mode = PSDHeader::MODE_RGB) {
     document->OpenWriteFile(path.c_str());
+    document->SetImageChannels(channels);
+    document->SetImageDepth(depth);
+    document->SetImageMode(mode);
     document->SetImageWidth(width);
     document->SetImageHeight(height);
     document->SetImageCompression(compression);
@@ -35,21 +40,18 @@ std::vector<unsigned short> Ids(PhotoshopFile& document) {
     return ids;
 }
 
-// Sections in order with nothing between them; the compression is only a tag
-// and the image data passes through unchanged.
+// The header as its table has it, the sections in order with nothing between
+// them; the compression is only a tag and the image data passes through unchanged.
 TEST(PhotoshopFile, WrittenFileReadsBackUnchanged) {
     psdtest::TempDir dir;
     const std::string path = dir.Path("round.psd");
-    std::vector<char> data = Planes(30, 20);
+    std::vector<char> data = Samples(3 * 30 * 20);
     PhotoshopFile document;
     ASSERT_TRUE(Commit(&document, path, 30, 20, data, PSDImageData::COMPRESSION_RLE));
     PhotoshopFile back;
     ASSERT_TRUE(back.OpenReadFile(path.c_str()));
     EXPECT_EQ(back.GetImageWidth(), 30);
     EXPECT_EQ(back.GetImageHeight(), 20);
-    EXPECT_EQ(back.GetImageChannels(), 3);
-    EXPECT_EQ(back.GetImageDepth(), 8);
-    EXPECT_EQ(back.GetImageMode(), PSDHeader::MODE_RGB);
     EXPECT_STREQ(back.GetImageCompressionAsName(), "RLE");
     ASSERT_EQ(back.GetImageDataLen(), data.size());
     EXPECT_EQ(std::memcmp(back.GetImageData(), data.data(), data.size()), 0);
@@ -57,6 +59,8 @@ TEST(PhotoshopFile, WrittenFileReadsBackUnchanged) {
     std::vector<char> bytes = psdtest::ReadFile(path);
     const std::size_t layers = 34 + back.GetImageResources()->GetSectionLength();
     ASSERT_EQ(bytes.size(), layers + 4 + 2 + data.size());
+    EXPECT_EQ(psdtest::Hex(bytes.data(), 26),
+              "38 42 50 53 00 01 00 00 00 00 00 00 00 03 00 00 00 14 00 00 00 1E 00 08 00 03");
     EXPECT_EQ(psdtest::Hex(&bytes[26], 4), "00 00 00 00");            // empty colour mode section
     EXPECT_EQ(psdtest::Hex(&bytes[layers], 6), "00 00 00 00 00 01");  // empty layer section, compression
     EXPECT_EQ(std::memcmp(&bytes[layers + 6], data.data(), data.size()), 0);
@@ -92,24 +96,44 @@ TEST(PhotoshopFile, ReadRefusesWhatIsNotAPsdFile) {
     }
 }
 
-// A thumbnail 112 wide where one can be made from three planes, none otherwise.
+// A thumbnail 112 wide where one can be made from the image data the decoder
+// reads (raw or RLE, 16-bit, gray, CMYK or Lab through the colour conversion),
+// none otherwise; the file is written all the same.
 TEST(Commit, AttachesResolutionThumbnailAndProfileInThisOrder) {
     psdtest::TempDir dir;
+    const unsigned short RGB = PSDHeader::MODE_RGB;
     const struct {
         unsigned long width, height;
-        std::vector<char> data;
+        unsigned short channels, depth, mode;
+        bool rle;
+        std::size_t keep;               // parts in 6 of the data written
         unsigned long thumbnailHeight;  // 0: no thumbnail
     } cases[] = {
-        {300, 200, Planes(300, 200), 75},
-        {56, 28, Planes(56, 28), 56},
-        {1000, 1, Planes(1000, 1), 0},            // the thumbnail would be 0 rows high
-        {40, 30, std::vector<char>(40 * 30), 0},  // one plane only
-        {40, 30, std::vector<char>(3 * 40 * 30 - 1), 0},
+        {300, 200, 3, 8, RGB, false, 6, 75},
+        {56, 28, 3, 8, RGB, false, 6, 56},
+        {1000, 1, 3, 8, RGB, false, 6, 0},  // the thumbnail would be 0 rows high
+        {40, 30, 3, 8, RGB, false, 2, 0},   // one plane only
+        {40, 30, 3, 8, RGB, false, 5, 0},
+        {224, 100, 3, 8, RGB, true, 6, 50},
+        {224, 100, 3, 16, RGB, true, 6, 50},
+        {224, 100, 1, 8, PSDHeader::MODE_GRAYSCALE, true, 6, 50},
+        {224, 100, 4, 16, PSDHeader::MODE_CMYK, true, 6, 50},
+        {224, 100, 3, 8, PSDHeader::MODE_LAB, true, 6, 50},
+        {224, 100, 3, 8, RGB, true, 3, 0},  // damaged RLE data
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(std::to_string(c.width) + "x" + std::to_string(c.height) + ", " + std::to_string(c.data.size()));
+        SCOPED_TRACE(std::to_string(c.width) + "x" + std::to_string(c.height) + " mode " + std::to_string(c.mode) +
+                     "/" + std::to_string(c.depth) + (c.rle ? " RLE " : " raw ") + std::to_string(c.keep));
+        const unsigned long plane = c.width * c.height * c.depth / 8;
+        std::vector<char> samples = Samples(plane * c.channels), data;
+        std::vector<const char*> planes;
+        for (unsigned short p = 0; p < c.channels; ++p) planes.push_back(samples.data() + p * plane);
+        if (!c.rle) data = samples;
+        ASSERT_TRUE(!c.rle || PSDPlaneEncoder::EncodeRLE(planes.data(), c.channels, c.width, c.height, c.depth, data));
+        data.resize(data.size() * c.keep / 6);
         PhotoshopFile document, back;
-        ASSERT_TRUE(Commit(&document, dir.Path("c.psd"), c.width, c.height, c.data));
+        ASSERT_TRUE(Commit(&document, dir.Path("c.psd"), c.width, c.height, data,
+                           c.rle ? PSDImageData::COMPRESSION_RLE : 0, c.channels, c.depth, c.mode));
         ASSERT_TRUE(back.OpenReadFile(dir.Path("c.psd").c_str()));
         PSDImageRes* resources = back.GetImageResources();
         auto* resolution = dynamic_cast<PSDResolutionInfoRB*>(resources->GetResourceBlock(0));

@@ -8,11 +8,8 @@
 
 namespace {
 
-const char* PYTHON = "/usr/bin/python3";  // Debian's modules are seen by this one
-
-bool HavePythonModule(const std::string& module) {
-    return psdtest::HaveProgram(PYTHON) && psdtest::RunProgram({PYTHON, "-c", "import " + module}).exitCode == 0;
-}
+using psdtest::HavePythonModule;
+using psdtest::PYTHON;
 
 // psd-tools prints the file's facts and whether its pixels are those of argv[2].
 const char* PSD_TOOLS = R"(
@@ -28,12 +25,8 @@ TEST(Peers, ReadRgbWrittenByTheLibrary) {
     psdtest::TempDir dir;
     const unsigned long width = 300, height = 200, plane = width * height;
     std::vector<char> planes(3 * plane), interleaved(3 * plane);
-    for (unsigned long i = 0; i < plane; ++i) {
-        unsigned long x = i % width, y = i / width;
-        const unsigned rgb[3] = {static_cast<unsigned>(x * 255 / (width - 1)),
-                                 static_cast<unsigned>(y * 255 / (height - 1)), (x / 25 + y / 25) % 2 ? 230u : 20u};
-        for (int c = 0; c < 3; ++c) planes[c * plane + i] = interleaved[3 * i + c] = static_cast<char>(rgb[c]);
-    }
+    for (unsigned long i = 0; i < 3 * plane; ++i)  // each channel a gradient of its own slope
+        planes[i] = interleaved[i % plane * 3 + i / plane] = static_cast<char>(i % plane * (i / plane + 2) / 97);
     const std::string path = dir.Path("written.psd"), expected = dir.Write("expected.rgb", interleaved);
     psdkit::PhotoshopFile document;
     document.OpenWriteFile(path.c_str());

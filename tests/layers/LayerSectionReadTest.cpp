@@ -121,16 +121,20 @@ TEST_F(LayerSectionRead, ARecordEndsWhereItsExtraDataEnds) {
         Bytes extra;
         std::string name;
         unsigned short entries;
-        unsigned long maskTop = 0;
+        std::size_t maskFields = 0;    // of MASK, the rest 0
         unsigned long storedSize = 0;  // 0: the size of `extra`
     };
+    // Rectangle, colour 255, flags 1, then the real user mask's flags 4, colour 0 and rectangle.
+    const std::vector<unsigned long> MASK = {1, 2, 3, 4, 255, 1, 4, 0, 5, 6, 7, 8};
     std::vector<Case> cases;
-    for (unsigned long size : {0ul, 3ul, 20ul}) {
-        Bytes mask = Bytes().u32(0x11223344).zeros(16);
+    for (unsigned long size : {0ul, 3ul, 20ul, 36ul}) {
+        Bytes mask = Bytes().u32(1).u32(2).u32(3).u32(4).u8(255).u8(1).u8(4).u8(0).u32(5).u32(6).u32(7).u32(8);
         mask.data.resize(size);
         cases.push_back({"mask size " + std::to_string(size),
                          Bytes().u32(size).raw(mask).u32(0).raw(Name("m")).raw(Entry("lyid", 4)), "m", 1,
-                         size == 20 ? 0x11223344ul : 0ul});
+                         size < 20    ? 0u
+                         : size == 20 ? 6u
+                                      : 12u});
     }
     for (std::size_t length : {0u, 3u, 4u, 255u}) {
         std::string name;
@@ -163,7 +167,13 @@ TEST_F(LayerSectionRead, ARecordEndsWhereItsExtraDataEnds) {
         EXPECT_EQ(layers.GetLayerRecordExtraDataSize(0), c.storedSize != 0 ? c.storedSize : c.extra.size());
         EXPECT_EQ(std::string(layers.GetLayerRecordLayerName(0)), c.name);
         EXPECT_EQ(layers.GetLayerRecordNumAdjustments(0), c.entries);
-        EXPECT_EQ(layers.GetLayerRecordMaskTop(0), c.maskTop);
+        const psdkit::LayerMask& m = layers.GetLayerRecordMask(0);
+        std::vector<unsigned long> mask(MASK.begin(), MASK.begin() + c.maskFields);
+        mask.resize(12, 0);
+        EXPECT_EQ(std::vector<unsigned long>({m.MaskTop, m.MaskLeft, m.MaskBottom, m.MaskRight, m.DefaultColor, m.Flags,
+                                              m.RealFlags, m.RealDefaultColor, m.RealTop, m.RealLeft, m.RealBottom,
+                                              m.RealRight}),
+                  mask);
         EXPECT_EQ(layers.GetLayerRecordImageDataCompression(0, 0), 1);
         EXPECT_EQ(layers.GetLayerRecordLayerTop(1), 7u);
         EXPECT_STREQ(layers.GetLayerRecordLayerName(1), "next");
@@ -172,38 +182,9 @@ TEST_F(LayerSectionRead, ARecordEndsWhereItsExtraDataEnds) {
     }
 }
 
-TEST_F(LayerSectionRead, MaskRectanglesNamesDividersAndDataOffsets) {
-    // Mask of 36 bytes: rectangle, colour 255, flags 1, the real user mask's
-    // flags 4, colour 0 and rectangle.
-    Bytes mask = Bytes().u32(36).u32(1).u32(2).u32(3).u32(4).u8(255).u8(1).u8(4).u8(0).u32(5).u32(6).u32(7).u32(8);
-    // "Ä€" and U+1F600 as a surrogate pair: UTF-16 units behind their count.
-    Bytes luni = Bytes().str("8BIMluni").u32(12).u32(4).u16(0xC4).u16(0x20AC).u16(0xD83D).u16(0xDE00);
-    Bytes extra = Bytes(mask).u32(0).raw(Name("n")).raw(luni).str("8BIMlsct").u32(4).u32(2);
-    Bytes record0 = Record(0, {{0, 5}, {1, 2}}, extra);
-    Bytes record1 = Record(1, {{0, 2}}, PlainExtra("plain"));
-    PSDLayers layers;
-    Bytes data = ChannelData(1, 5).raw(ChannelData(0, 2)).raw(ChannelData(3, 2));
-    ASSERT_TRUE(Read(LayerSection(2, {record0, record1}, data), layers));
-    const psdkit::LayerMask* m = &layers.GetLayerRecordMask(0);
-    EXPECT_EQ(std::vector<unsigned long>({m->MaskTop, m->MaskLeft, m->MaskBottom, m->MaskRight, m->DefaultColor,
-                                          m->Flags, m->RealFlags, m->RealDefaultColor, m->RealTop, m->RealLeft,
-                                          m->RealBottom, m->RealRight}),
-              std::vector<unsigned long>({1, 2, 3, 4, 255, 1, 4, 0, 5, 6, 7, 8}));
-    EXPECT_STREQ(layers.GetLayerRecordUnicodeName(0), "\xC3\x84\xE2\x82\xAC\xF0\x9F\x98\x80");
-    EXPECT_EQ(layers.GetLayerRecordUnicodeName(1), nullptr);
-    EXPECT_EQ(layers.GetLayerRecordSectionDividerType(0), 2u);
-    EXPECT_EQ(layers.GetLayerRecordSectionDividerType(1), 0u);
-    unsigned long first = 4 + 4 + 2 + record0.size() + record1.size();
-    EXPECT_EQ(layers.GetLayerRecordChannelDataOffset(0, 0), first);
-    EXPECT_EQ(layers.GetLayerRecordChannelDataOffset(1, 0), first + 5);
-    EXPECT_EQ(layers.GetLayerRecordChannelDataOffset(0, 1), first + 7);
-    EXPECT_EQ(layers.GetLayerRecordImageDataCompression(0, 1), 3);
-}
-
 std::string FourChars(unsigned long value) {
-    std::string s;
-    for (int shift = 24; shift >= 0; shift -= 8) s += static_cast<char>((value >> shift) & 0xFF);
-    return s;
+    const std::vector<char> b = Bytes().u32(value).data;
+    return std::string(b.begin(), b.end());
 }
 
 // The facts give names as latin-1 decoded text.

@@ -13,7 +13,6 @@
 #include "psdkit/pixels/PSDPackBits.h"
 #include "psdkit/pixels/PSDPlaneDecoder.h"
 #include "psdkit/pixels/PSDPlaneEncoder.h"
-#include "psdkit/psdkit.h"
 #include "support/TestSupport.h"
 
 using psdkit::PSDDeflate;
@@ -109,17 +108,16 @@ TEST(Deflate, InflatesExactlyTheAskedSizeOrFails) {
     twice.insert(twice.end(), plane.begin(), plane.end());
     ASSERT_TRUE(PSDDeflate::Deflate(zeros.data(), zeros.size(), bomb));
     ASSERT_TRUE(PSDDeflate::Deflate(twice.data(), twice.size(), longStream));
-    std::vector<char> corrupt(stream);
-    corrupt[corrupt.size() / 2] ^= 0x55;
-    corrupt[corrupt.size() / 2 + 1] ^= 0x55;
     const struct {
         const char* what;
         std::vector<char> in;
         bool ok;
     } cases[] = {
-        {"whole", stream, true},           {"truncated", std::vector<char>(stream.begin(), stream.end() - 10), false},
-        {"corrupt", corrupt, false},       {"inflates to twice the plane", longStream, false},
-        {"inflates to 4 MB", bomb, false}, {"empty", {}, false},
+        {"whole", stream, true},
+        {"truncated", std::vector<char>(stream.begin(), stream.end() - 10), false},
+        {"inflates to twice the plane", longStream, false},
+        {"inflates to 4 MB", bomb, false},
+        {"empty", {}, false},
         {"not zlib", plane, false},
     };
     for (const auto& c : cases) {
@@ -191,48 +189,5 @@ TEST(PlaneDecoder, DamagedRLEDecodesTheRest) {
             EXPECT_EQ(got, want) << "row " << r;
         }
         EXPECT_EQ(std::vector<char>(out.end() - 8, out.end()), std::vector<char>(8, GUARD));
-    }
-}
-
-// The commit makes its thumbnail from any image data the decoder reads: RLE,
-// 16-bit, gray and CMYK or Lab through the colour conversion. Damaged RLE data
-// gets none, and the file is written all the same.
-TEST(CommitThumbnail, MadeFromWhateverTheDecoderReads) {
-    using psdkit::PSDHeader;
-    psdtest::TempDir dir;
-    const struct {
-        unsigned short channels, depth, mode;
-        bool damaged;
-    } cases[] = {{3, 8, PSDHeader::MODE_RGB, false},       {3, 16, PSDHeader::MODE_RGB, false},
-                 {1, 8, PSDHeader::MODE_GRAYSCALE, false}, {4, 16, PSDHeader::MODE_CMYK, false},
-                 {3, 8, PSDHeader::MODE_LAB, false},       {3, 8, PSDHeader::MODE_RGB, true}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(std::to_string(c.mode) + "/" + std::to_string(c.depth));
-        const unsigned long width = 224, height = 100, plane = width * height * c.depth / 8;
-        std::vector<char> samples(plane * c.channels);
-        for (std::size_t i = 0; i < samples.size(); ++i) samples[i] = static_cast<char>(i / 7);
-        std::vector<const char*> planes;
-        for (unsigned short p = 0; p < c.channels; ++p) planes.push_back(samples.data() + p * plane);
-        std::vector<char> rle;
-        ASSERT_TRUE(PSDPlaneEncoder::EncodeRLE(planes.data(), c.channels, width, height, c.depth, rle));
-        if (c.damaged) rle.resize(rle.size() / 2);
-        const std::string path = dir.Path("t.psd");
-        psdkit::PhotoshopFile document;
-        document.OpenWriteFile(path.c_str());
-        document.SetImageWidth(width);
-        document.SetImageHeight(height);
-        document.SetImageChannels(c.channels);
-        document.SetImageDepth(c.depth);
-        document.SetImageMode(c.mode);
-        document.SetImageCompression(psdkit::PSDImageData::COMPRESSION_RLE);
-        document.SetImageData(rle.data(), rle.size());
-        ASSERT_TRUE(document.CommitWriteFile());
-        psdkit::PhotoshopFile back;
-        ASSERT_TRUE(back.OpenReadFile(path.c_str()));
-        auto* thumbnail = dynamic_cast<psdkit::PSDThumbnailRB*>(back.GetImageResources()->GetResourceBlock(1));
-        ASSERT_EQ(thumbnail == nullptr, c.damaged);
-        if (!c.damaged) {
-            EXPECT_EQ(thumbnail->GetHeight(), 50u);
-        }
     }
 }

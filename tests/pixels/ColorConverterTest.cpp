@@ -18,12 +18,6 @@ namespace {
 
 using Plane = std::vector<unsigned char>;
 
-std::vector<char> Convert(const PSDColorConverter::Source& source, unsigned short depth, bool alpha, bool* ok) {
-    std::vector<char> out(PSDColorConverter::InterleavedLength(source, depth, alpha));
-    *ok = !out.empty() && PSDColorConverter::ToRGB(source, depth, alpha, out.data());
-    return out;
-}
-
 // A source over `planes`, kept alive by the caller.
 struct Image {
     std::vector<Plane> planes;
@@ -37,15 +31,11 @@ struct Image {
         source.Depth = depth;
         source.Mode = mode;
         source.AlphaPlane = alpha;
-        Point();
-    }
-    Image(const Image& other) : planes(other.planes), source(other.source) { Point(); }
-    void Point() {
-        pointers.clear();
         for (const Plane& plane : planes) pointers.push_back(reinterpret_cast<const char*>(plane.data()));
         source.Planes = pointers.data();
         source.NumPlanes = static_cast<unsigned short>(planes.size());
     }
+    Image(const Image&) = delete;  // the pointers are into this one's planes
 };
 
 Plane Float32(std::initializer_list<float> values) {
@@ -73,7 +63,7 @@ struct ModeCase {
 };
 
 TEST(ColorConverter, EachModeToEightBitRgb) {
-    std::vector<ModeCase> cases = {
+    ModeCase cases[] = {
         // 0x1234 / 257 = 18.1; 0xFFFF is white.
         {"gray 16 big-endian", Image(1, 16, 2, 1, {{0x12, 0x34, 0xFF, 0xFF}}), false, {18, 18, 18, 255, 255, 255}},
         // Linear 0.2 is sRGB 0.4845 (124); 0.001 is on the linear toe (3); out of range clamps.
@@ -96,9 +86,8 @@ TEST(ColorConverter, EachModeToEightBitRgb) {
     };
     for (ModeCase& c : cases) {
         SCOPED_TRACE(c.name);
-        bool ok;
-        std::vector<char> out = Convert(c.image.source, 8, c.alpha, &ok);
-        ASSERT_TRUE(ok);
+        std::vector<char> out(PSDColorConverter::InterleavedLength(c.image.source, 8, c.alpha));
+        ASSERT_TRUE(!out.empty() && PSDColorConverter::ToRGB(c.image.source, 8, c.alpha, out.data()));
         ASSERT_EQ(out.size(), c.expected.size());
         for (std::size_t i = 0; i < out.size(); ++i)
             EXPECT_NEAR(static_cast<unsigned char>(out[i]), c.expected[i], c.image.source.Mode == 9 ? 1 : 0)
@@ -112,7 +101,7 @@ TEST(ColorConverter, RefusesWhatItCannotConvert) {
     Image indexed(2, 8, 1, 1, {{1}}), depth12(1, 12, 1, 1, {{1, 2}}), cmyk3(4, 8, 1, 1, {{1}, {2}, {3}});
     Image rgb(3, 8, 1, 1, {{1}, {2}, {3}}), nullAlpha(3, 8, 1, 1, {{1}, {2}, {3}, {4}}, 3);
     nullAlpha.pointers[3] = nullptr;
-    Image shortIndexed(indexed);
+    Image shortIndexed(2, 8, 1, 1, {{1}});
     shortIndexed.source.ColorTable = shortTable.data();
     shortIndexed.source.ColorTableLength = shortTable.size();
     std::vector<char> out(64, 0);
@@ -124,8 +113,8 @@ TEST(ColorConverter, RefusesWhatItCannotConvert) {
     EXPECT_EQ(PSDColorConverter::InterleavedLength(huge.source, 16, true), 0u);
 }
 
-// The corpus's raw CMYK and Lab composites against Little CMS driven by
-// Pillow, with the file's own profile, as psd-tools reads the samples.
+// The corpus's raw CMYK and Lab composites, decoded and converted with the
+// file's own profile, against Little CMS driven by Pillow, as psd-tools reads the samples.
 TEST(ColorConverter, CorpusManagedFilesMatchPeer) {
     PSDTEST_REQUIRE_CORPUS();
     if (!psdtest::HaveProgram("/usr/bin/python3")) GTEST_SKIP() << "/usr/bin/python3 not found";
@@ -152,26 +141,9 @@ for path in sys.argv[1:]:
         SCOPED_TRACE(name);
         psdkit::PhotoshopFile doc;
         ASSERT_TRUE(doc.OpenReadFile(psdtest::CorpusPath(name).c_str()));
-        psdkit::PSDPixels pixels;
-        ASSERT_TRUE(pixels.DecodeComposite(doc));
-        std::vector<const char*> planes;
-        for (unsigned short c = 0; c < pixels.GetNumPlanes(); ++c) planes.push_back(pixels.GetPlane(c));
-        PSDColorConverter::Source source;
-        source.Planes = planes.data();
-        source.NumPlanes = pixels.GetNumPlanes();
-        source.Width = pixels.GetWidth();
-        source.Height = pixels.GetHeight();
-        source.Depth = pixels.GetDepth();
-        source.Mode = doc.GetImageMode();
-        psdkit::PSDImageRes* res = doc.GetImageResources();
-        for (unsigned long i = 0; i < res->GetNumResourceBlocks(); ++i) {
-            if (res->GetResourceBlock(i)->GetResourceID() != 1039) continue;
-            source.Profile = res->GetResourceBlock(i)->GetDataBlock();
-            source.ProfileLength = res->GetResourceBlock(i)->GetDataBlockSize();
-        }
-        bool ok;
-        std::vector<char> out = Convert(source, 8, false, &ok);
-        ASSERT_TRUE(ok);
+        psdkit::PSDPixels pixels;  // the file's profile goes with its planes
+        ASSERT_TRUE(pixels.DecodeComposite(doc) && pixels.ConvertToRGB(8, false));
+        const std::vector<char> out(pixels.GetInterleaved(), pixels.GetInterleaved() + pixels.GetInterleavedLength());
         std::string line;
         ASSERT_TRUE(std::getline(lines, line));
         std::istringstream values(line);
@@ -182,7 +154,7 @@ for path in sys.argv[1:]:
         EXPECT_EQ(i, out.size());
         // Pillow's Lab transform is the optimised grid, which clips deep
         // out-of-gamut blues differently (0 against 18 in red).
-        EXPECT_LE(worst, source.Mode == 9 ? 20 : 2);
+        EXPECT_LE(worst, doc.GetImageMode() == 9 ? 20 : 2);
     }
 }
 

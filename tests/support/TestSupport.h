@@ -1,9 +1,9 @@
 #ifndef PSDKIT_TESTS_TESTSUPPORT_H
 #define PSDKIT_TESTS_TESTSUPPORT_H
 
-// Helpers shared by all test executables: byte builders for inline files,
-// temporary files, standard output capture, the corpus and its facts, SHA-256,
-// and running the psdkit tool or a peer tool.
+// Helpers shared by all test executables: byte builders for inline files and
+// resource blocks, temporary files, standard output capture, the corpus and its
+// facts, SHA-256, and running the psdkit tool or a peer tool.
 
 #include <gtest/gtest.h>
 
@@ -12,6 +12,10 @@
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
+
+namespace psdkit {
+class PSDResourceBlock;
+}
 
 namespace psdtest {
 
@@ -47,13 +51,20 @@ private:
     std::string dir;
 };
 
+// A resource block as a file holds it: signature, ID, padded Pascal name, size, padded payload.
+Bytes Block(unsigned id, const Bytes& payload, const std::string& name = "", const std::string& signature = "8BIM");
+// What the block's WriteResourceBlock puts out.
+std::vector<char> WrittenBlock(psdkit::PSDResourceBlock& block);
+// Reads `framed` the way the section reader does: a raw block copied into `block`.
+bool ReadBlock(const Bytes& framed, psdkit::PSDResourceBlock* block);
+
 std::vector<char> ReadFile(const std::string& path);
 bool FileExists(const std::string& path);
 
 // Runs `body` and returns what it printed on std::cout.
 std::string CaptureStdout(const std::function<void()>& body);
 
-std::string Sha256Hex(const char* data, std::size_t length);
+std::string Sha256Hex(const char* data, std::size_t length);  // by sha256sum
 std::string Hex(const char* data, std::size_t length);
 
 // The shared corpus: ../shared/corpus beside the project, or $PSDKIT_CORPUS.
@@ -84,6 +95,9 @@ RunResult RunCli(const std::vector<std::string>& args);
 RunResult RunProgram(const std::vector<std::string>& argv);
 // True when `program` is found on PATH (or is an absolute path that exists).
 bool HaveProgram(const std::string& program);
+// Debian's Python, which sees the peers' modules; true when it imports `module`.
+extern const char* const PYTHON;
+bool HavePythonModule(const std::string& module);
 
 }  // namespace psdtest
 
