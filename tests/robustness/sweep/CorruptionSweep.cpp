@@ -1,5 +1,5 @@
 // The damaged files of tests/data/corrupt and the corruption sweep over the
-// shared corpus, each case read the way a host reads (fuzz/Exercise.h). Every
+// shared corpus, each case read the way a host reads (fuzz/FuzzSupport.h). Every
 // read must end (a watchdog names the case that does not), its peak heap
 // growth must stay near the file's size, and `psdkit info` must agree: the
 // report with one warning a read problem and exit code 0, or one line of
@@ -23,7 +23,6 @@
 #include <string>
 #include <vector>
 
-#include "Exercise.h"
 #include "FuzzSupport.h"
 #include "PsdWalk.h"
 #include "psdkit/psdkit.h"
