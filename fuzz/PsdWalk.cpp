@@ -1,9 +1,10 @@
 #include "PsdWalk.h"
 
-#include <dirent.h>
-
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 
 namespace psdwalk {
 
@@ -166,7 +167,6 @@ Layout Walk(const unsigned char* d, std::size_t size) {
         unsigned long dataSize = U32(d + sizeField);
         std::size_t data = sizeField + 4;
         std::size_t held = Fits(data, dataSize, end) ? dataSize : end - data;
-        layout.blocks.push_back(Block{id, Span{data, held, true}});
         if (id == 1039) WalkIccProfile(d + data, held, data, &layout.fields);
         if (id == 1036 || id == 1033) WalkThumbnail(d + data, held, data, &layout.fields);
         if (held != dataSize) break;
@@ -180,7 +180,6 @@ Layout Walk(const unsigned char* d, std::size_t size) {
     if (!Fits(p, 4, size)) return layout;
     unsigned long layers = U32(d + p);
     std::size_t layersEnd = Fits(p + 4, layers, size) ? p + 4 + layers : size;
-    layout.layers = Span{p, layersEnd - p, true};
     WalkLayerSection(d + p, layersEnd - p, p, &layout.fields);
     if (!Fits(p + 4, layers, size)) return layout;
     layout.composite = p + 4 + layers;
@@ -189,20 +188,22 @@ Layout Walk(const unsigned char* d, std::size_t size) {
 
 std::vector<std::string> Files(const std::string& dir, const std::vector<std::string>& suffixes) {
     std::vector<std::string> names;
-    if (DIR* d = opendir(dir.c_str())) {
-        while (dirent* entry = readdir(d)) {
-            const std::string name = entry->d_name;
-            for (const std::string& tail : suffixes)
-                if (name[0] != '.' && entry->d_type != DT_DIR && name.size() >= tail.size() &&
-                    name.compare(name.size() - tail.size(), tail.size(), tail) == 0) {
-                    names.push_back(name);
-                    break;
-                }
-        }
-        closedir(d);
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(dir, error)) {
+        const std::string name = entry.path().filename().string();
+        auto ends = [&name](const std::string& tail) {
+            return name.size() >= tail.size() && name.compare(name.size() - tail.size(), tail.size(), tail) == 0;
+        };
+        if (name[0] != '.' && !entry.is_directory() && std::any_of(suffixes.begin(), suffixes.end(), ends))
+            names.push_back(name);
     }
     std::sort(names.begin(), names.end());
     return names;
+}
+
+std::vector<unsigned char> Load(const std::string& path) {
+    std::ifstream in(path, std::ios_base::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 }  // namespace psdwalk

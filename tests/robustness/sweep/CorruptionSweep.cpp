@@ -93,11 +93,6 @@ bool Counting() {
     return highest >= before + 4096;
 }
 
-std::vector<unsigned char> Load(const std::string& path) {
-    std::vector<char> bytes = psdtest::ReadFile(path);
-    return {bytes.begin(), bytes.end()};
-}
-
 bool IsSample(unsigned long n) { return n < 4096 && (n & (n - 1)) == 0; }
 
 // Reads the cases of one file and collects what went wrong. A case's peak may
@@ -197,7 +192,7 @@ TEST(DamagedFiles, EndWithinTheFileSizeAndTheToolAgrees) {
     ASSERT_GT(names.size(), 40u) << "tests/data/corrupt holds too few files";
     Sweeper sweeper("tests/data/corrupt", 1, 256 * 1024, true);
     for (const std::string& name : names) {
-        std::vector<unsigned char> bytes = Load(std::string(PSDKIT_CORRUPT_DIR) + "/" + name);
+        std::vector<unsigned char> bytes = psdwalk::Load(std::string(PSDKIT_CORRUPT_DIR) + "/" + name);
         // Every damaged file says so: not intact, with a line on what was cut.
         sweeper.Run(bytes.data(), bytes.size(), name, refused.count(name) ? 0 : read.count(name) ? 1 : -1, 0);
     }
@@ -209,7 +204,7 @@ class Sweep : public ::testing::TestWithParam<std::string> {};
 TEST_P(Sweep, EveryDamageEnds) {
     PSDTEST_REQUIRE_CORPUS();
     const std::string name = GetParam();
-    const std::vector<unsigned char> bytes = Load(psdtest::CorpusPath(name));
+    const std::vector<unsigned char> bytes = psdwalk::Load(psdtest::CorpusPath(name));
     const std::size_t size = bytes.size();
     const psdwalk::Layout layout = psdwalk::Walk(bytes.data(), size);
 
@@ -259,8 +254,8 @@ TEST_P(Sweep, EveryDamageEnds) {
 
 std::string CaseName(const ::testing::TestParamInfo<std::string>& info) {
     std::string name = info.param;
-    for (char& c : name)
-        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+    std::replace_if(
+        name.begin(), name.end(), [](unsigned char c) { return !std::isalnum(c); }, '_');
     return name;
 }
 
