@@ -80,8 +80,8 @@ int main(int argc, char** argv) {
         const std::string stem = name.substr(0, name.size() - 4);
         Save(out + "/file/" + name, bytes.data(), bytes.size());
         const psdwalk::Layout layout = psdwalk::Walk(bytes.data(), bytes.size());
-        if (layout.resources.present)
-            Save(out + "/resources/" + stem + ".res", bytes.data() + layout.resources.offset, layout.resources.size);
+        if (layout.resources != 0)
+            Save(out + "/resources/" + stem + ".res", bytes.data() + layout.resources, layout.resourcesSize);
         PlaneSeeds(bytes, layout.composite, out + "/planes/" + stem);
     }
     std::printf("psdkit_fuzz_seeds: %zu files, %u seeds\n", names.size(), saved);

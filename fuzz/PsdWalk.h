@@ -19,16 +19,9 @@ struct Field {
     std::string what;
 };
 
-// A stretch of the file.
-struct Span {
-    std::size_t offset = 0;
-    std::size_t size = 0;
-    bool present = false;
-};
-
 struct Layout {
-    Span resources;             // the image resources section with its length word
-    std::size_t composite = 0;  // offset of the composite's compression word (0: not reached)
+    std::size_t resources = 0, resourcesSize = 0;  // the image resources section with its length word (0: not reached)
+    std::size_t composite = 0;                     // offset of the composite's compression word (0: not reached)
     std::vector<Field> fields;
 };
 

@@ -218,20 +218,16 @@ TEST_P(Sweep, EveryDamageEnds) {
 
     // A valid file cut before its composite has a section that runs past its
     // end: the read must say so. Cut inside the composite, it still reads.
+    // Every offset of a small file; of a large one the first 4096, a stride,
+    // the bytes around every field and the start of the composite.
     std::set<std::size_t> cuts;
-    if (size < DENSE_LIMIT) {
-        for (std::size_t cut = 0; cut < size; ++cut) cuts.insert(cut);
-    } else {
-        for (std::size_t cut = 0; cut < 4096; ++cut) cuts.insert(cut);
-        for (const psdwalk::Field& field : layout.fields)
-            for (std::size_t d = 0; d < 16; ++d) {
-                if (field.offset + d < size) cuts.insert(field.offset + d);
-                if (field.offset >= d) cuts.insert(field.offset - d);
-            }
-        for (std::size_t cut = 0; cut < size; cut += size / 4096 + 1) cuts.insert(cut);
-        for (std::size_t d = 0; layout.composite != 0 && d < 64 && layout.composite + d < size; ++d)
-            cuts.insert(layout.composite + d);
-    }
+    for (std::size_t cut = 0; cut < size; cut += size < DENSE_LIMIT || cut < 4096 ? 1 : size / 4096 + 1)
+        cuts.insert(cut);
+    for (const psdwalk::Field& field : layout.fields)
+        for (std::size_t at = field.offset - std::min<std::size_t>(field.offset, 15); at < field.offset + 16; ++at)
+            if (at < size) cuts.insert(at);
+    for (std::size_t at = layout.composite; layout.composite != 0 && at < layout.composite + 64 && at < size; ++at)
+        cuts.insert(at);
     for (std::size_t cut : cuts) {
         const int expect = !valid || cut < 26 ? 0 : layout.composite == 0 ? -1 : cut < layout.composite ? 0 : 1;
         sweeper.Run(bytes.data(), cut, "cut to " + std::to_string(cut) + " bytes", expect);
