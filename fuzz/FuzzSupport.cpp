@@ -1,7 +1,6 @@
 #include "FuzzSupport.h"
 
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -51,11 +50,6 @@ bool MemFile::Put(const std::uint8_t* data, std::size_t size) {
     return true;
 }
 
-std::size_t MemFile::Size() const {
-    struct stat info;
-    return fstat(fd, &info) == 0 ? static_cast<std::size_t>(info.st_size) : 0;
-}
-
 void Use(const char* text) {
     if (text != nullptr) sink = sink + std::strlen(text);
 }
@@ -71,6 +65,54 @@ void Touch(const char* data, unsigned long size) {
 void Fail(const char* what, unsigned long expected, unsigned long got) {
     std::fprintf(stderr, "psdkit fuzz: %s (expected %lu, got %lu)\n", what, expected, got);
     std::abort();
+}
+
+void ExerciseResources(psdkit::PSDImageRes* resources) {
+    for (unsigned long i = 0; i < resources->GetNumResourceBlocks(); ++i) {
+        psdkit::PSDResourceBlock* block = resources->GetResourceBlock(i);
+        Use(block->GetIDAsName());
+        if (block->GetDataBlock() != nullptr) Touch(block->GetDataBlock(), block->GetDataBlockCapacity());
+        if (block->GetResourceID() == psdkit::PSDResourceBlock::RS_1036) {  // the stream a host extracts
+            auto* thumbnail = static_cast<psdkit::PSDThumbnailRB*>(block);
+            if (thumbnail->GetData() != nullptr) Touch(thumbnail->GetData(), thumbnail->GetCompressedSize());
+        }
+        block->PrintInfo();
+    }
+}
+
+void ExerciseLayers(psdkit::PSDLayers* layers) {
+    Use(layers->GetSectionLength());
+    for (unsigned short l = 0; l < layers->GetLayerCount(); ++l) {
+        Use(layers->GetLayerRecordLayerName(l));
+        Use(layers->GetLayerRecordBlendModeKeyAsName(l));
+        Use(layers->GetLayerRecordBlendModeSignatureAsName(l));
+        Use(layers->GetLayerRecordClippingAsName(l));
+        Use(layers->GetLayerRecordFlagsAsName(l));
+        for (unsigned short c = 0; c < layers->GetLayerRecordNumChannels(l); ++c) {
+            Use(static_cast<unsigned long>(layers->GetLayerRecordChannelInfoChannelID(c, l)));
+            Use(layers->GetLayerRecordChannelInfoChannelLength(c, l));
+            Use(layers->GetLayerRecordImageDataCompressionAsName(c, l));
+        }
+        for (unsigned long b = 0; b < layers->GetLayerRecordBlendingNumChannels(l); ++b) {
+            Use(layers->GetLayerRecordBlendingChannelSrc(b, l));
+            Use(layers->GetLayerRecordBlendingChannelDest(b, l));
+        }
+        for (unsigned short a = 0; a < layers->GetLayerRecordNumAdjustments(l); ++a) {
+            Use(layers->GetLayerRecordAdjustmentLength(a, l));
+            Use(layers->GetLayerRecordAdjustmentKeyAsName(a, l));
+            Use(layers->GetLayerRecordAdjustmentSignatureAsName(a, l));
+        }
+    }
+}
+
+void ExerciseDocument(psdkit::PhotoshopFile* document) {
+    Use(document->GetImageModeAsName());
+    Use(document->GetImageCompressionAsName());
+    Use(document->GetColorMode()->GetSectionLength());
+    // The composite's length is the number of bytes the buffer holds.
+    if (document->GetImageData() != nullptr) Touch(document->GetImageData(), document->GetImageDataLen());
+    ExerciseResources(document->GetImageResources());
+    ExerciseLayers(document->GetLayers());
 }
 
 }  // namespace psdfuzz

@@ -1,12 +1,15 @@
 #ifndef PSDKIT_FUZZ_FUZZSUPPORT_H
 #define PSDKIT_FUZZ_FUZZSUPPORT_H
 
-// What the fuzz targets share: a file in memory that the library can open by
-// name, a standard output that drops the reports, and a sink that keeps the
-// optimizer from dropping calls whose results are not otherwise used.
+// What the fuzz targets and the corruption sweep share: a file in memory that
+// the library can open by name, a standard output that drops the reports,
+// sinks that keep the optimizer from dropping calls whose results are not
+// otherwise used, and a document read the way a careful host reads it.
 
 #include <cstddef>
 #include <cstdint>
+
+#include "psdkit/psdkit.h"
 
 namespace psdfuzz {
 
@@ -22,7 +25,6 @@ public:
     MemFile& operator=(const MemFile&) = delete;
     // Replaces the whole content. False when the file could not be written.
     bool Put(const std::uint8_t* data, std::size_t size);
-    std::size_t Size() const;
     const char* Path() const { return path; }
 
 private:
@@ -37,6 +39,13 @@ void Touch(const char* data, unsigned long size);
 
 // Reports a broken promise of the library and aborts, so that the fuzzer keeps the input.
 [[noreturn]] void Fail(const char* what, unsigned long expected, unsigned long got);
+
+// Every block (name, report, raw bytes, a thumbnail's stream), within the counts the section gives.
+void ExerciseResources(psdkit::PSDImageRes* resources);
+// Every record, channel, blending range and additional-information entry, with every AsName operation.
+void ExerciseLayers(psdkit::PSDLayers* layers);
+// The document's attributes, its composite bytes, then the two above.
+void ExerciseDocument(psdkit::PhotoshopFile* document);
 
 }  // namespace psdfuzz
 

@@ -19,24 +19,9 @@ struct Field {
     std::string what;
 };
 
-// A stretch of the file.
-struct Span {
-    std::size_t offset = 0;
-    std::size_t size = 0;
-    bool present = false;
-};
-
-// An image resource block: its ID and its payload, cut to what the file holds.
-struct Block {
-    unsigned id;
-    Span data;
-};
-
 struct Layout {
-    Span resources;  // the image resources section with its length word
-    std::vector<Block> blocks;
-    Span layers;                // the layer and mask section with its length word
-    std::size_t composite = 0;  // offset of the composite's compression word (0: not reached)
+    std::size_t resources = 0, resourcesSize = 0;  // the image resources section with its length word (0: not reached)
+    std::size_t composite = 0;                     // offset of the composite's compression word (0: not reached)
     std::vector<Field> fields;
 };
 
@@ -49,6 +34,8 @@ unsigned U16(const unsigned char* p);
 // Names of the files in `dir` that end in one of `suffixes` (any name when it
 // holds ""), sorted; none when `dir` cannot be read.
 std::vector<std::string> Files(const std::string& dir, const std::vector<std::string>& suffixes);
+// The bytes of a file; none when it cannot be read.
+std::vector<unsigned char> Load(const std::string& path);
 
 }  // namespace psdwalk
 

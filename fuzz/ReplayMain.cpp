@@ -5,8 +5,7 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -16,25 +15,22 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 int main(int argc, char** argv) {
     std::string suffix;
-    std::vector<std::string> inputs;
+    std::size_t inputs = 0;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         if (arg == "--suffix" && i + 1 < argc) {
             suffix = argv[++i];
-        } else if (std::ifstream(arg + "/.")) {
-            for (const std::string& name : psdwalk::Files(arg, {suffix})) inputs.push_back(arg + "/" + name);
-        } else if (std::ifstream(arg)) {
-            inputs.push_back(arg);
-        } else {
-            std::fprintf(stderr, "replay: %s: not found, skipped\n", arg.c_str());
+            continue;
+        }
+        const bool dir = std::filesystem::is_directory(arg);
+        for (const std::string& name : dir ? psdwalk::Files(arg, {suffix}) : std::vector<std::string>{arg}) {
+            const std::string path = dir ? arg + "/" + name : name;
+            const std::vector<unsigned char> bytes = psdwalk::Load(path);
+            std::fprintf(stderr, "replay: %s (%zu bytes)\n", path.c_str(), bytes.size());
+            LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+            ++inputs;
         }
     }
-    for (const std::string& path : inputs) {
-        std::ifstream in(path, std::ios_base::binary);
-        std::vector<char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-        std::fprintf(stderr, "replay: %s (%zu bytes)\n", path.c_str(), bytes.size());
-        LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
-    }
-    std::fprintf(stderr, "replay: %zu inputs, all ended\n", inputs.size());
+    std::fprintf(stderr, "replay: %zu inputs, all ended\n", inputs);
     return 0;
 }

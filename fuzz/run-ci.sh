@@ -1,6 +1,9 @@
 #!/usr/bin/env bash
 # Runs every fuzz target of a `make fuzz` build for a fixed time on its seed
-# corpus, the way CI does, and fails when any target finds something.
+# corpus, the way CI does, and fails when any target finds something. SECONDS
+# is one share: fuzz_file, which does the work of three former targets
+# (file, pixels, layerpix), runs three shares, fuzz_resources (resources, icc,
+# thumbnail) two, the others one.
 #
 #   fuzz/run-ci.sh [BUILD_DIR] [SECONDS]      (defaults: build-fuzz 30)
 #
@@ -31,12 +34,9 @@ while read -r target; do
   work="$build/fuzz-runs/$target"
   seeds="$build/fuzz-seeds/$target"
   rm -rf "$work" && mkdir -p "$work/corpus" "$seeds"
-  # ICC profiles of real files are a few KB; longer inputs only add tags
-  # for every run to walk.
-  max_len=65536
-  [ "$target" = icc ] && max_len=16384
-  echo "== fuzz_$target: ${seconds}s on $(ls "$seeds" | wc -l) seeds"
-  "$binary" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -malloc_limit_mb=256 -max_len=$max_len \
+  case $target in file) time=$((seconds * 3)) ;; resources) time=$((seconds * 2)) ;; *) time=$seconds ;; esac
+  echo "== fuzz_$target: ${time}s on $(ls "$seeds" | wc -l) seeds"
+  "$binary" -max_total_time="$time" -timeout=10 -rss_limit_mb=2048 -malloc_limit_mb=256 -max_len=65536 \
     -dict=fuzz/psd.dict -print_final_stats=1 -artifact_prefix="$work/" \
     "$work/corpus" "$seeds" > "$work/log.txt" 2>&1
   code=$?

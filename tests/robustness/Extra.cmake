@@ -3,7 +3,7 @@
 #   robustness) and the corruption sweep over the corpus (label sweep). It
 #   counts every allocation of its process, so it runs in a process of its own.
 # - the fuzz targets' replayers, run over the seeds and the damaged inputs of
-#   their own kind (.res, .icc, .thumb, .layers).
+#   their own kind (.psd, .res).
 include(${PROJECT_SOURCE_DIR}/fuzz/Targets.cmake)
 psdkit_fuzz_common()
 
@@ -26,12 +26,8 @@ add_test(NAME fuzz.seeds COMMAND psdkit_fuzz_seeds ${PSDKIT_FUZZ_CORPUS} ${PSDKI
 set_tests_properties(fuzz.seeds PROPERTIES FIXTURES_SETUP psdkit_fuzz_seeds LABELS "robustness;fuzz")
 foreach(name ${PSDKIT_FUZZ_TARGETS})
   psdkit_add_fuzz_replayer(${name})
-  # Whole damaged files belong to test_robustness_sweep.
-  set(_inputs ${PSDKIT_FUZZ_SEEDS}/${name})
-  if(NOT name STREQUAL "file")
-    list(APPEND _inputs ${PROJECT_SOURCE_DIR}/tests/data/corrupt)
-  endif()
-  add_test(NAME fuzz.replay.${name} COMMAND replay_${name} --suffix ${PSDKIT_FUZZ_SUFFIX_${name}} ${_inputs})
+  add_test(NAME fuzz.replay.${name} COMMAND replay_${name} --suffix ${PSDKIT_FUZZ_SUFFIX_${name}}
+    ${PSDKIT_FUZZ_SEEDS}/${name} ${PROJECT_SOURCE_DIR}/tests/data/corrupt)
   set_tests_properties(fuzz.replay.${name} PROPERTIES
     FIXTURES_REQUIRED psdkit_fuzz_seeds LABELS "robustness;fuzz" TIMEOUT 600)
 endforeach()

@@ -1,5 +1,5 @@
 // The damaged files of tests/data/corrupt and the corruption sweep over the
-// shared corpus, each case read the way a host reads (fuzz/Exercise.h). Every
+// shared corpus, each case read the way a host reads (fuzz/FuzzSupport.h). Every
 // read must end (a watchdog names the case that does not), its peak heap
 // growth must stay near the file's size, and `psdkit info` must agree: the
 // report with one warning a read problem and exit code 0, or one line of
@@ -23,7 +23,6 @@
 #include <string>
 #include <vector>
 
-#include "Exercise.h"
 #include "FuzzSupport.h"
 #include "PsdWalk.h"
 #include "psdkit/psdkit.h"
@@ -92,11 +91,6 @@ bool Counting() {
     char* volatile probe = new char[4096];
     delete[] probe;
     return highest >= before + 4096;
-}
-
-std::vector<unsigned char> Load(const std::string& path) {
-    std::vector<char> bytes = psdtest::ReadFile(path);
-    return {bytes.begin(), bytes.end()};
 }
 
 bool IsSample(unsigned long n) { return n < 4096 && (n & (n - 1)) == 0; }
@@ -198,7 +192,7 @@ TEST(DamagedFiles, EndWithinTheFileSizeAndTheToolAgrees) {
     ASSERT_GT(names.size(), 40u) << "tests/data/corrupt holds too few files";
     Sweeper sweeper("tests/data/corrupt", 1, 256 * 1024, true);
     for (const std::string& name : names) {
-        std::vector<unsigned char> bytes = Load(std::string(PSDKIT_CORRUPT_DIR) + "/" + name);
+        std::vector<unsigned char> bytes = psdwalk::Load(std::string(PSDKIT_CORRUPT_DIR) + "/" + name);
         // Every damaged file says so: not intact, with a line on what was cut.
         sweeper.Run(bytes.data(), bytes.size(), name, refused.count(name) ? 0 : read.count(name) ? 1 : -1, 0);
     }
@@ -210,7 +204,7 @@ class Sweep : public ::testing::TestWithParam<std::string> {};
 TEST_P(Sweep, EveryDamageEnds) {
     PSDTEST_REQUIRE_CORPUS();
     const std::string name = GetParam();
-    const std::vector<unsigned char> bytes = Load(psdtest::CorpusPath(name));
+    const std::vector<unsigned char> bytes = psdwalk::Load(psdtest::CorpusPath(name));
     const std::size_t size = bytes.size();
     const psdwalk::Layout layout = psdwalk::Walk(bytes.data(), size);
 
@@ -224,20 +218,16 @@ TEST_P(Sweep, EveryDamageEnds) {
 
     // A valid file cut before its composite has a section that runs past its
     // end: the read must say so. Cut inside the composite, it still reads.
+    // Every offset of a small file; of a large one the first 4096, a stride,
+    // the bytes around every field and the start of the composite.
     std::set<std::size_t> cuts;
-    if (size < DENSE_LIMIT) {
-        for (std::size_t cut = 0; cut < size; ++cut) cuts.insert(cut);
-    } else {
-        for (std::size_t cut = 0; cut < 4096; ++cut) cuts.insert(cut);
-        for (const psdwalk::Field& field : layout.fields)
-            for (std::size_t d = 0; d < 16; ++d) {
-                if (field.offset + d < size) cuts.insert(field.offset + d);
-                if (field.offset >= d) cuts.insert(field.offset - d);
-            }
-        for (std::size_t cut = 0; cut < size; cut += size / 4096 + 1) cuts.insert(cut);
-        for (std::size_t d = 0; layout.composite != 0 && d < 64 && layout.composite + d < size; ++d)
-            cuts.insert(layout.composite + d);
-    }
+    for (std::size_t cut = 0; cut < size; cut += size < DENSE_LIMIT || cut < 4096 ? 1 : size / 4096 + 1)
+        cuts.insert(cut);
+    for (const psdwalk::Field& field : layout.fields)
+        for (std::size_t at = field.offset - std::min<std::size_t>(field.offset, 15); at < field.offset + 16; ++at)
+            if (at < size) cuts.insert(at);
+    for (std::size_t at = layout.composite; layout.composite != 0 && at < layout.composite + 64 && at < size; ++at)
+        cuts.insert(at);
     for (std::size_t cut : cuts) {
         const int expect = !valid || cut < 26 ? 0 : layout.composite == 0 ? -1 : cut < layout.composite ? 0 : 1;
         sweeper.Run(bytes.data(), cut, "cut to " + std::to_string(cut) + " bytes", expect);
@@ -260,8 +250,8 @@ TEST_P(Sweep, EveryDamageEnds) {
 
 std::string CaseName(const ::testing::TestParamInfo<std::string>& info) {
     std::string name = info.param;
-    for (char& c : name)
-        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+    std::replace_if(
+        name.begin(), name.end(), [](unsigned char c) { return !std::isalnum(c); }, '_');
     return name;
 }
 
