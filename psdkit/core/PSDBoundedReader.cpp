@@ -297,4 +297,6 @@ bool PSDBoundedReader::Charge(unsigned long bytes) {
 
 void PSDBoundedReader::SetBudget(unsigned long bytes) { ScopedBudget = bytes; }
 
+unsigned long PSDBoundedReader::Budget() { return ScopedBudget; }
+
 }  // namespace psdkit

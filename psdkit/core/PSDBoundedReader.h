@@ -96,6 +96,8 @@ public:
     // the current scope; false, charging nothing, when it does not fit.
     static bool Charge(unsigned long bytes);
     static void SetBudget(unsigned long bytes);
+    // What is left of the budget (UNLIMITED without a scope).
+    static unsigned long Budget();
 
     // The big-endian value at `at`, for bytes a window has handed out.
     static unsigned long LongAt(const char* at);

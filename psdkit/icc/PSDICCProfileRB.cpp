@@ -1,5 +1,6 @@
 #include "psdkit/icc/PSDICCProfileRB.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <iostream>
@@ -518,9 +519,13 @@ void PSDICCProfileRB::ReadDataBlock() {
     unsigned long refused = 0;
     unsigned long damaged = 0;
     NumTags = 0;
+    // The tag, its (possibly empty) payload allocation and its place in the
+    // list, which is made once for as many tags as the budget allows (a
+    // growing list would hold two at once).
+    const unsigned long tagCost = sizeof(PSDICCTag) + 64 + sizeof(PSDICCTag*);
+    Tags.reserve(Tags.size() + std::min(count, PSDBoundedReader::Budget() / tagCost));
     for (unsigned long i = 0; i < count; ++i) {
-        // The tag, its (possibly empty) payload allocation and its place in the list.
-        if (!PSDBoundedReader::Charge(sizeof(PSDICCTag) + 64)) {
+        if (!PSDBoundedReader::Charge(tagCost)) {
             in.Problem("ICC profile: the read's memory budget is spent after %lu of %lu tags", i, count);
             count = i;
             break;

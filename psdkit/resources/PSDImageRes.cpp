@@ -72,8 +72,10 @@ bool PSDImageRes::ReadSection(PSDBoundedReader& file) {
             section.Problem("resource block %lu at %lu: the read's memory budget is spent, reading stops", index, at);
             break;
         }
-        PSDResourceBlock* block = PopulateResouceBlockObject(&scratch);
-        if (block != nullptr) AddResourceBlock(block);
+        // The payload moves into the decoded object: it is held once.
+        PSDResourceBlock* block = CreateResouceBlockObject(scratch.GetResourceID());
+        PSDResourceBlock::Transfer(&scratch, block, true);
+        AddResourceBlock(block);
         ++index;
     }
     return !section.Clipped();

@@ -227,7 +227,9 @@ void PSDResourceBlock::WriteResourceBlockHeader() {
     OutputStream->write(buffer, 4);
 }
 
-void PSDResourceBlock::Copy(PSDResourceBlock* source, PSDResourceBlock* target) {
+void PSDResourceBlock::Copy(PSDResourceBlock* source, PSDResourceBlock* target) { Transfer(source, target, false); }
+
+void PSDResourceBlock::Transfer(PSDResourceBlock* source, PSDResourceBlock* target, bool take) {
     unsigned long n = source->GetDataBlockSize();
     target->SetResourceID(source->GetResourceID());
     target->SetStreams(source->GetInputStream(), source->GetOutputStream());
@@ -237,6 +239,15 @@ void PSDResourceBlock::Copy(PSDResourceBlock* source, PSDResourceBlock* target) 
     target->Name = source->Name;
 
     unsigned long padded = n + (n & 1);
+    if (take && source->DataBlock != nullptr && source->DataBlockCapacity == padded) {
+        delete[] target->DataBlock;
+        target->DataBlock = source->DataBlock;
+        target->DataBlockCapacity = padded;
+        source->DataBlock = nullptr;
+        source->DataBlockCapacity = 0;
+        target->ReadDataBlock();
+        return;
+    }
     char* data = target->AllocateDataBlock(padded);
     unsigned long available = source->GetDataBlock() == nullptr ? 0 : source->DataBlockCapacity;
     unsigned long copied = padded < available ? padded : available;

@@ -193,6 +193,11 @@ protected:
 private:
     PSDResourceBlock(const PSDResourceBlock&) = delete;
     PSDResourceBlock& operator=(const PSDResourceBlock&) = delete;
+
+    // Copy, or with `take` the payload changes hands instead of being copied,
+    // so that reading a block holds its bytes once (the section's reader).
+    static void Transfer(PSDResourceBlock* source, PSDResourceBlock* target, bool take);
+    friend class PSDImageRes;
 };
 
 PSDKIT_API extern char* RS_1000_STR;

@@ -3,9 +3,7 @@
 breaks. Run it here to make them again: python3 make-corrupt.py
 
 Endings name the fuzz target that replays a file (fuzz/Targets.cmake):
-.psd whole files, .res image resources sections (from the length word),
-.icc ICC profile payloads, .thumb thumbnail payloads, .layers layer and mask
-sections (from the length word). Inputs the fuzzers found are kept beside
+.psd whole files, .res image resources sections (from the length word). Inputs the fuzzers found are kept beside
 these, under names that say what they broke; they are not made here.
 """
 import os
@@ -134,7 +132,6 @@ ICC = {
     'icc-300-tags-share-bytes': icc([(u32(0x74657374 + i), 0, 132 + 12 * 300 + 400) for i in range(300)], bytes(400)),
 }
 for name, payload in ICC.items():
-    FILES[name + '.icc'] = payload
     FILES[name + '.psd'] = psd(resources(block(1039, payload)))
 
 # Thumbnails (resource 1036).
@@ -148,7 +145,6 @@ THUMBNAILS = {
     'thumbnail-dimensions-ffffffff': u32(0) + u32(0xFFFFFFFF) * 4 + u32(10) + u16(24) + u16(1) + bytes(10),
 }
 for name, payload in THUMBNAILS.items():
-    FILES[name + '.thumb'] = payload
     FILES[name + '.psd'] = psd(resources(block(1036, payload)))
 
 # Resource sections on their own.
@@ -185,7 +181,6 @@ LAYERS = {
     'layer-section-odd-length-at-eof': layer_section(u16(0), global_mask=u32(0) + bytes(1)),
 }
 for name, section in LAYERS.items():
-    FILES[name + '.layers'] = section
     composite = b'' if name == 'layer-section-odd-length-at-eof' else COMPOSITE
     FILES[name + '.psd'] = psd(layers=section, composite=composite)
 

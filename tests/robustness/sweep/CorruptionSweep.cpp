@@ -26,6 +26,7 @@
 #include "FuzzSupport.h"
 #include "PsdWalk.h"
 #include "psdkit/psdkit.h"
+#include "support/DenseFiles.h"
 #include "support/TestSupport.h"
 
 namespace {
@@ -196,6 +197,19 @@ TEST(DamagedFiles, EndWithinTheFileSizeAndTheToolAgrees) {
         // Every damaged file says so: not intact, with a line on what was cut.
         sweeper.Run(bytes.data(), bytes.size(), name, refused.count(name) ? 0 : read.count(name) ? 1 : -1, 0);
     }
+    sweeper.Finish();
+}
+
+// Files packed with small valid objects stay within twice their size and a
+// megabyte as they grow: what each object costs is charged to the read.
+TEST(DenseFiles, ReadWithinTwiceTheirSizeAndAMegabyte) {
+    Sweeper sweeper("dense files", 2, 1024 * 1024);
+    for (int kind = 0; kind < psddense::KINDS; ++kind)
+        for (unsigned long bytes : {256UL << 10, 4UL << 20}) {
+            const std::string file = psddense::File(kind, bytes);
+            sweeper.Run(reinterpret_cast<const unsigned char*>(file.data()), file.size(),
+                        std::string(psddense::KindName(kind)) + ", " + std::to_string(file.size()) + " bytes", 1);
+        }
     sweeper.Finish();
 }
 
