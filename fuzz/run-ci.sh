@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Runs every fuzz target of a `make fuzz` build for a fixed time on its seed
 # corpus, the way CI does, and fails when any target finds something. SECONDS
-# is one share: fuzz_file, which does the work of three former targets
-# (file, pixels, layerpix), runs three shares, fuzz_resources (resources, icc,
-# thumbnail) two, the others one.
+# is one share: fuzz_file, which reaches the whole reader and the composite
+# and layer decoders, runs three shares, fuzz_resources (every block class,
+# profiles and thumbnails among them) two, the others one.
 #
 #   fuzz/run-ci.sh [BUILD_DIR] [SECONDS]      (defaults: build-fuzz 30)
 #
