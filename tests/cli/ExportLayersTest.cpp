@@ -103,7 +103,6 @@ TEST(LayerExport, CorpusManifest) {
         {"ps-rgb8-emoji-name.psd", 0, "blend_key", json("lddg")},
         {"ps-rgb8-emoji-name.psd", 0, "opacity", json(128)},
         {"ps-rgb8-hidden-layer.psd", 2, "visible", json(false)},
-        {"ps-rgb8-hidden-layer.psd", 1, "visible", json(true)},
         {"ps-rgb8-groups.psd", 1, "png", json(nullptr)},
         {"ps-rgb8-groups.psd", 1, "kind", json("group end")},
         {"ps-rgb8-groups.psd", 3, "kind", json("group")},

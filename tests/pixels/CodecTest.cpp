@@ -47,8 +47,6 @@ TEST(PackBits, DecodesRowsAndStopsAtEitherEnd) {
         bool ok;
         std::vector<char> row;  // the row's bytes afterwards (those decoded so far)
     } cases[] = {
-        {"literal", B({0x02, 'a', 'b', 'c'}), 3, true, B({'a', 'b', 'c'})},
-        {"run", B({0xFE, 'x'}), 3, true, B({'x', 'x', 'x'})},
         {"longest run", B({0x81, 'x'}), 128, true, std::vector<char>(128, 'x')},
         {"-128 is skipped", B({0x80, 0x00, 'a'}), 1, true, B({'a'})},
         {"run then literal", B({0xFF, 'x', 0x01, 'a', 'b'}), 4, true, B({'x', 'x', 'a', 'b'})},
@@ -79,9 +77,7 @@ TEST(Deflate, PredictionOfEachDepth) {
         unsigned long width, rows;
         std::vector<char> stored, samples;
     } cases[] = {
-        {8, 3, 1, B({1, 1, 0xFF}), B({1, 2, 1})},
         {8, 2, 2, B({5, 1, 7, 0xFF}), B({5, 6, 7, 6})},  // each row starts afresh
-        {16, 2, 1, B({0x00, 0x01, 0xFF, 0xFE}), B({0x00, 0x01, 0xFF, 0xFF})},
         {16, 3, 1, B({0x01, 0xFF, 0x00, 0x01, 0x00, 0x01}), B({0x01, 0xFF, 0x02, 0x00, 0x02, 0x01})},
         // 32 bits: the row's bytes as four planes, most significant first, one delta run.
         {32, 2, 1, B({0x01, 0x04, 0xFD, 0x04, 0xFD, 0x04, 0xFD, 0x04}), B({1, 2, 3, 4, 5, 6, 7, 8})},
@@ -123,11 +119,8 @@ TEST(Deflate, InflatesExactlyTheAskedSizeOrFails) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         std::vector<char> out(plane.size() + 64, GUARD);
-        bool ok = PSDDeflate::Inflate(c.in.data(), c.in.size(), out.data(), plane.size());
-        EXPECT_EQ(ok, c.ok);
-        if (ok) {
-            EXPECT_EQ(std::vector<char>(out.begin(), out.begin() + plane.size()), plane);
-        }
+        EXPECT_EQ(PSDDeflate::Inflate(c.in.data(), c.in.size(), out.data(), plane.size()), c.ok);
+        EXPECT_TRUE(!c.ok || std::vector<char>(out.begin(), out.begin() + plane.size()) == plane);
         EXPECT_EQ(std::vector<char>(out.end() - 64, out.end()), std::vector<char>(64, GUARD));
     }
 }

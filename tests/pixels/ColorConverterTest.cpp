@@ -26,14 +26,9 @@ struct Image {
     Image(unsigned short mode, unsigned short depth, unsigned long width, unsigned long height, std::vector<Plane> p,
           int alpha = -1)
         : planes(std::move(p)) {
-        source.Width = width;
-        source.Height = height;
-        source.Depth = depth;
-        source.Mode = mode;
-        source.AlphaPlane = alpha;
         for (const Plane& plane : planes) pointers.push_back(reinterpret_cast<const char*>(plane.data()));
-        source.Planes = pointers.data();
-        source.NumPlanes = static_cast<unsigned short>(planes.size());
+        source = {pointers.data(), static_cast<unsigned short>(planes.size()), width, height, depth, mode};
+        source.AlphaPlane = alpha;
     }
     Image(const Image&) = delete;  // the pointers are into this one's planes
 };

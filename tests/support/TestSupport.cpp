@@ -24,10 +24,7 @@ Bytes& Bytes::u8(unsigned v) {
 }
 Bytes& Bytes::u16(unsigned v) { return u8(v >> 8).u8(v); }
 Bytes& Bytes::u32(unsigned long v) {
-    return u8(static_cast<unsigned>(v >> 24))
-        .u8(static_cast<unsigned>(v >> 16))
-        .u8(static_cast<unsigned>(v >> 8))
-        .u8(static_cast<unsigned>(v));
+    return u16(static_cast<unsigned>(v >> 16) & 0xFFFF).u16(static_cast<unsigned>(v) & 0xFFFF);
 }
 Bytes& Bytes::str(const std::string& s) {
     data.insert(data.end(), s.begin(), s.end());
@@ -44,9 +41,7 @@ Bytes& Bytes::raw(const std::vector<char>& bytes) {
 
 Bytes PsdHeader(unsigned channels, unsigned long rows, unsigned long columns, unsigned depth, unsigned mode,
                 unsigned version) {
-    Bytes b;
-    b.str("8BPS").u16(version).zeros(6).u16(channels).u32(rows).u32(columns).u16(depth).u16(mode);
-    return b;
+    return Bytes().str("8BPS").u16(version).zeros(6).u16(channels).u32(rows).u32(columns).u16(depth).u16(mode);
 }
 
 Bytes Block(unsigned id, const Bytes& payload, const std::string& name, const std::string& signature) {
@@ -168,8 +163,9 @@ RunResult RunProgram(const std::vector<std::string>& argv) {
     int status = 0;
     waitpid(pid, &status, 0);
     const std::vector<char> out = ReadFile(outName), err = ReadFile(errName);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), std::string(out.begin(), out.end()),
-            std::string(err.begin(), err.end())};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status),
+            {out.begin(), out.end()},
+            {err.begin(), err.end()}};
 }
 
 RunResult RunCli(const std::vector<std::string>& args) {
