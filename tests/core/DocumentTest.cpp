@@ -107,11 +107,9 @@ TEST(Commit, AttachesResolutionThumbnailAndProfileInThisOrder) {
         unsigned long thumbnailHeight;  // 0: no thumbnail
     } cases[] = {
         {300, 200, 3, 8, RGB, false, 6, 75},
-        {56, 28, 3, 8, RGB, false, 6, 56},
         {1000, 1, 3, 8, RGB, false, 6, 0},  // the thumbnail would be 0 rows high
         {40, 30, 3, 8, RGB, false, 5, 0},   // short of the last plane
         {224, 100, 3, 8, RGB, true, 6, 50},
-        {224, 100, 3, 16, RGB, true, 6, 50},
         {224, 100, 1, 8, PSDHeader::MODE_GRAYSCALE, true, 6, 50},
         {224, 100, 4, 16, PSDHeader::MODE_CMYK, true, 6, 50},
         {224, 100, 3, 8, PSDHeader::MODE_LAB, true, 6, 50},
