@@ -2,7 +2,6 @@
 
 #include "psdkit/core/PSDBoundedReader.h"
 #include "psdkit/core/PSDFile.h"
-#include "psdkit/core/PSDUtil.h"
 #include "psdkit/core/PhotoshopFile.h"
 #include "psdkit/pixels/PSDColorConverter.h"
 #include "psdkit/pixels/PSDPlaneDecoder.h"
